@@ -1,0 +1,101 @@
+// UTF-8, which needs nothing of the system.
+#include "platform/code_page.h"
+
+#include <cstdint>
+
+namespace platform {
+
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+void appendUtf8(std::string& bytes, char32_t point) {
+    const auto continuation = [point](unsigned shift) {
+        return static_cast<char>(0x80 | ((point >> shift) & 0x3F));
+    };
+    if (point < 0x80) {
+        bytes += static_cast<char>(point);
+    } else if (point < 0x800) {
+        bytes += static_cast<char>(0xC0 | (point >> 6));
+        bytes += continuation(0);
+    } else if (point < 0x10000) {
+        bytes += static_cast<char>(0xE0 | (point >> 12));
+        bytes += continuation(6);
+        bytes += continuation(0);
+    } else {
+        bytes += static_cast<char>(0xF0 | (point >> 18));
+        bytes += continuation(12);
+        bytes += continuation(6);
+        bytes += continuation(0);
+    }
+}
+
+struct Sequence {
+    char32_t point = kReplacement;
+    std::size_t length = 1;
+};
+
+// The well-formed sequences of the Unicode Standard, table 3-7: no overlong forms, no surrogates.
+Sequence sequenceAt(std::string_view bytes, std::size_t position) {
+    const auto lead = static_cast<std::uint8_t>(bytes[position]);
+    if (lead < 0x80) {
+        return {lead, 1};
+    }
+    const std::size_t length = lead >= 0xC2 && lead <= 0xDF ? 2
+                               : (lead & 0xF0) == 0xE0      ? 3
+                               : (lead & 0xF8) == 0xF0      ? 4
+                                                            : 0;
+    if (length == 0 || bytes.size() - position < length) {
+        return {};
+    }
+    char32_t point = lead & (0x7FU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        const auto byte = static_cast<std::uint8_t>(bytes[position + i]);
+        if ((byte & 0xC0) != 0x80) {
+            return {};
+        }
+        point = point << 6 | (byte & 0x3FU);
+    }
+    const bool overlong = (length == 3 && point < 0x800) || (length == 4 && point < 0x10000);
+    const bool surrogate = point >= 0xD800 && point <= 0xDFFF;
+    return overlong || surrogate || point > 0x10FFFF ? Sequence{} : Sequence{point, length};
+}
+
+}  // namespace
+
+std::string toUtf8(std::u16string_view text) {
+    std::string bytes;
+    bytes.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char32_t point = text[i];
+        if (point >= 0xD800 && point <= 0xDFFF) {
+            const char32_t next = i + 1 < text.size() ? text[i + 1] : 0;
+            if (point <= 0xDBFF && next >= 0xDC00 && next <= 0xDFFF) {
+                point = 0x10000 + ((point - 0xD800) << 10) + (next - 0xDC00);
+                ++i;
+            } else {
+                point = kReplacement;
+            }
+        }
+        appendUtf8(bytes, point);
+    }
+    return bytes;
+}
+
+std::u16string fromUtf8(std::string_view bytes) {
+    std::u16string text;
+    text.reserve(bytes.size());
+    for (std::size_t i = 0; i < bytes.size();) {
+        const auto [point, length] = sequenceAt(bytes, i);
+        if (point < 0x10000) {
+            text += static_cast<char16_t>(point);
+        } else {
+            text += static_cast<char16_t>(0xD7C0 + (point >> 10));
+            text += static_cast<char16_t>(0xDC00 + (point & 0x3FF));
+        }
+        i += length;
+    }
+    return text;
+}
+
+}  // namespace platform

@@ -1,0 +1,23 @@
+#include "platform/shared_memory.h"
+
+#include <utility>
+
+namespace platform {
+
+SharedMemory::SharedMemory(SharedMemory&& other) noexcept {
+    *this = std::move(other);
+}
+
+SharedMemory& SharedMemory::operator=(SharedMemory&& other) noexcept {
+    std::swap(open_, other.open_);
+    std::swap(handle_, other.handle_);
+    std::swap(size_, other.size_);
+    std::swap(name_, other.name_);
+    return *this;
+}
+
+SharedMemory::~SharedMemory() {
+    close();
+}
+
+}  // namespace platform
