@@ -1,0 +1,228 @@
+// The settings file, the command line, and the folders and hosts that the client looks for.
+#include "platform/environment.h"
+#include "platform/files.h"
+#include "settings/client_settings.h"
+#include "settings/ipv4.h"
+#include "settings/paths.h"
+#include "support/test_registry.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QString describe(const ClientSettings& s) {
+    QString text;
+    QTextStream(&text) << s.lobbyHttp << ' ' << s.gameHost << ':' << s.gamePort << ' ' << s.serverProfile << ' '
+                       << s.gameDisplayPreset << ' ' << s.gameCompatibilityMode << s.gameDpiAware << s.reconnectOnCrash
+                       << ' ' << s.reconnectMaxAttempts << ' ' << s.defaultUsername << '/' << s.defaultPassword;
+    return text;
+}
+
+QString writeIni(const QTemporaryDir& folder, const QByteArray& content) {
+    QFile file(folder.filePath(QStringLiteral("Server.ini")));
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size() ? file.fileName() : QString();
+}
+
+QByteArray readBack(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll().replace("\r\n", "\n") : QByteArray("cannot be read");
+}
+
+const char kFresh[] = "http://127.0.0.1:40000 127.0.0.1:40001 local 0 000 3 test001/";
+
+// File, settings as `describe` gives them.
+const std::pair<QByteArray, const char*> kFiles[] = {
+    {"", kFresh},
+    {"\xEF\xBB\xBF[Server]\nLobbyHttp=http://a:40000///\nGameHost=b\nGamePort=65535\n[Client]\nServerProfile=public\n"
+     "GameDisplayPreset=1\nGameCompatibilityMode=true\nGameDpiAware=1\nReconnectOnCrash=True\n"
+     "ReconnectMaxAttempts=7\nDefaultUsername=bob\nDefaultPassword=s3cret\n",
+     "http://a:40000 b:65535 public 1 111 7 bob/s3cret"},
+    {"[Server]\nGamePort=70000\n[Client]\nServerProfile=Local\nGameDisplayPreset=7\nReconnectMaxAttempts=50\n"
+     "DefaultUsername=abcdefghijklmnopqrst\n",
+     "http://127.0.0.1:40000 127.0.0.1:40001 local 0 000 10 abcdefghijklmno/"},
+    {"[Server]\nGamePort=4294967297\n[Client]\nReconnectMaxAttempts=4294967297\nGameDisplayMode= FullScreen\n",
+     "http://127.0.0.1:40000 127.0.0.1:40001 local 2 000 10 test001/"},
+    {"[Server]\nGamePort=x\n[Client]\nGameDisplayPreset=x\nReconnectMaxAttempts=1e1\n",
+     "http://127.0.0.1:40000 127.0.0.1:40001 local 2 000 3 test001/"},
+    {"[Server]\nGamePort=0\n[Client]\nGameResolutionWidth=1600\nGameResolutionHeight=1200\nGameDisplayMode=borderless\n"
+     "ReconnectMaxAttempts=-2\n",
+     "http://127.0.0.1:40000 127.0.0.1:40001 local 1 000 0 test001/"},
+    {"[Server]\r\nGameHost=\\x4e2d\\x6587\r\n[Client]\r\nDefaultUsername=玩家, 一\r\n"
+     "DefaultPassword=a,,b\r\nGameDisplayPreset=-1\r\n",
+     "http://127.0.0.1:40000 中文:40001 custom 0 000 3 玩家, 一/a, , b"},
+    {QByteArray("\xff\xfe[[[=;\\\n=@Variant(\n]").repeated(99), kFresh}};
+
+// Files that ask for more memory or stack than there is.
+const QByteArray kDeep("\\x10000\\x20000\\x10000\\x9\\x10000\\x10000\\x10000\\x1");
+const QByteArray kHostileFiles[] = {QByteArray(1 << 20, ';'), "x=@Variant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)\n",
+                                    "x=@Variant(" + kDeep.repeated(20000) + ")\n",
+                                    "x=@Variant(" + QByteArray("\0\0\0\x9\0\0\0\x1", 8).repeated(99999)};
+
+// A folder with `entries`: names split by blanks, a slash at the end makes a folder.
+class Tree : public QTemporaryDir {
+public:
+    explicit Tree(const char* entries) {
+        for (const QString& entry : QString::fromLatin1(entries).split(QLatin1Char(' '))) {
+            QDir(path()).mkpath(entry.section(QLatin1Char('/'), 0, -2));
+            if (!entry.endsWith(QLatin1Char('/'))) {
+                QFile(filePath(entry)).open(QIODevice::WriteOnly);
+            }
+        }
+    }
+    std::u16string wide(const char* name) const {
+        return QDir::toNativeSeparators(filePath(QLatin1String(name))).toStdU16String();
+    }
+};
+
+}  // namespace
+
+class SettingsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void load() {
+        for (const auto& [ini, expected] : kFiles) {
+            const QTemporaryDir folder;
+            QCOMPARE(describe(loadClientSettings(writeIni(folder, ini), {})), QString::fromUtf8(expected));
+        }
+    }
+
+    void hostileFileIsLeftAlone() {
+        for (const QByteArray& lines : kHostileFiles) {
+            const QTemporaryDir folder;
+            const QByteArray ini = "[Client]\nDefaultUsername=bob\n" + lines;
+            const ClientSettings settings = loadClientSettings(writeIni(folder, ini), {});
+            QCOMPARE(describe(settings), QString::fromLatin1(kFresh));
+            saveClientSettings(settings);
+            QVERIFY(readBack(settings.configFilePath) == ini);
+        }
+    }
+
+    void save() {
+        saveClientSettings(ClientSettings());  // no path: nothing happens
+        // An older version's file: its keys go; the user's password, which only hands write, and unknown keys stay.
+        const QByteArray old = "[Client]\nGameResolutionWidth=1600\nGameResolutionHeight=1200\nGameDisplayMode=x\n"
+                               "GameMonitorIndex=1\nRememberGameWindow=1\nGameWindowX=1\nGameWindowY=1\n"
+                               "Mine=C:\\\\0\nDefaultPassword=old\n";
+        const QTemporaryDir folder;
+        const QStringList arguments{QString(), QStringLiteral("--user=玩家, 一")};
+        ClientSettings settings = loadClientSettings(writeIni(folder, old), arguments);
+        settings.lobbyHttp = QStringLiteral("http://a/");
+        settings.defaultPassword = QStringLiteral("s3cret");
+        saveClientSettings(settings);
+        QStringList lines = QString::fromUtf8(readBack(settings.configFilePath)).split(QLatin1Char('\n'));
+        lines.sort();  // Qt orders them differently from one system to the next
+        QCOMPARE(lines.join(QLatin1Char(' ')).trimmed(),
+                 QStringLiteral("DefaultPassword=old DefaultUsername=\"玩家, 一\" GameCompatibilityMode=false "
+                                "GameDisplayPreset=1 GameDpiAware=false GameHost=127.0.0.1 GamePort=40001 "
+                                "LobbyHttp=http://a Mine=C:\\\\0 ReconnectMaxAttempts=3 ReconnectOnCrash=false "
+                                "ServerProfile=local [Client] [Server]"));
+        settings.configFilePath = folder.filePath(QStringLiteral("new/config/Server.ini"));
+        saveClientSettings(settings);
+        QCOMPARE(describe(loadClientSettings(settings.configFilePath, {})),
+                 QStringLiteral("http://a 127.0.0.1:40001 local 1 000 3 玩家, 一/"));
+    }
+
+    void profile() {
+        const std::tuple<const char*, const char*, int, const char*> rows[] = {
+            {"http://127.0.0.1:40000//", "127.0.0.1", 40001, "local"},
+            {"http://127.0.0.1:40000", "127.0.0.1", 40002, "custom"},
+            {"http://26.1.2.3:40000/", "26.1.2.3", 40001, "radmin"},
+            {"http://26.1.2.3:40000", "26.1.2.4", 40001, "custom"},
+            {"http://26.1.2.3:40000", "26.1.2.3", 40002, "custom"},
+            {"http://126.1.2.3:40000", "126.1.2.3", 40001, "custom"}};
+        for (const auto& [url, host, port, expected] : rows) {
+            QCOMPARE(deriveServerProfile(QLatin1String(url), QLatin1String(host), port), QLatin1String(expected));
+        }
+    }
+
+    void commandLine() {
+        const std::pair<const char*, const char*> rows[] = {
+            {"program --user alice --autologin", "alice 1"},
+            {"program --username alice --user=bob=x", "bob=x 0"},
+            {"program --username=", " 0"},
+            {"program --auto-login --user", "test001 1"},
+            {"program --user --autologin", "--autologin 0"},
+            {"program --USER=alice --users=x --Autologin alice", "test001 0"},
+            {"--user=alice", "test001 0"},
+            {"program --user abcdefghijklmnopqrst", "abcdefghijklmno 0"}};
+        for (const auto& [arguments, expected] : rows) {
+            const QStringList words = QString::fromLatin1(arguments).split(QLatin1Char(' '));
+            const ClientSettings settings = loadClientSettings(QString(), words);
+            QCOMPARE(settings.defaultUsername + QLatin1String(settings.autoLogin ? " 1" : " 0"),
+                     QLatin1String(expected));
+        }
+    }
+
+    void parts() {
+        const std::u16string separator(1, platform::pathSeparator);
+        QCOMPARE(joinPath(u"a", u"b"), u"a" + separator + u"b");
+        QVERIFY(joinPath(u"a\\", u"b") == u"a\\b" && joinPath(u"a/", u"b") == u"a/b");
+        QVERIFY(joinPath(u"", u"b") == u"b" && joinPath(u"a", u"") == u"a");
+        QVERIFY(parentDir(u"a/b\\c") == u"a/b" && parentDir(u"alone") == u"alone");
+    }
+
+    void clientRoot() {
+        // Tree, where the search starts, the client's root, its settings' folder.
+        const std::tuple<const char*, const char*, const char*, const char*> trees[] = {
+            {"c/config/Server.ini c/Plugin/", "c", "c", "c/config"},
+            {"c/ClientLauncher/config/Server.ini c/game/core/ c/bin/", "c/bin", "c", "c/ClientLauncher/config"},
+            {"c/config/Server.ini c/Plugin/", "c/1/2/3/4/5/6/7", "c", "c/config"},
+            {"c/config/Server.ini c/Plugin/", "c/1/2/3/4/5/6/7/8", "c/1/2/3/4/5/6/7",
+             "c/1/2/3/4/5/6/7/ClientLauncher/config"},
+            {"c/Plugin/", "c/bin/x", "c/bin", "c/bin/ClientLauncher/config"},
+            {"config/Server.ini Plugin/ c/config/Server.ini c/Plugin/", "c/bin", "c", "c/config"},
+            {"c/config/Server.ini/ c/Plugin c/b/", "c/b/x", "c/b", "c/b/ClientLauncher/config"}};
+        for (const auto& [entries, start, root, config] : trees) {
+            const Tree tree(entries);
+            const ClientPaths paths = discoverClientPaths(tree.wide(start));
+            QVERIFY2(paths.clientRoot == tree.wide(root) && paths.configDir == tree.wide(config), entries);
+            QCOMPARE(paths.lobbyDir, joinPath(tree.wide(root), joinPath(u"Plugin", u"Lobby")));
+        }
+    }
+
+    void dataRoot() {
+        // Tree, the folder that the variable names, the game's folder.
+        const std::tuple<const char*, const char*, const char*> trees[] = {
+            {"gametest/core/game.exe game/core/game.exe e/core/game.exe", "e", "gametest"},
+            {"gametest/core/ game/core/game.exe e/core/game.exe", "e", "game"},
+            {"gametest/core/game.exe/ e/core/game.exe", "e", "e"},
+            {"e/core/", "e", "gametest"}};
+        for (const auto& [entries, variable, root] : trees) {
+            const Tree tree(entries);
+            const platform::ScopedEnvironmentVariable set(u"TALVERON_DATA_ROOT", tree.wide(variable), 32768);
+            QVERIFY2(findDataRoot(tree.wide("client")) == tree.wide(root), entries);
+        }
+    }
+
+    void addresses() {
+        Ipv4Bytes bytes{};
+        std::u16string error;
+        QVERIFY(parseIpv4(u"000000000001.010.0.255", bytes, error) && error.empty());
+        QCOMPARE(bytes, (Ipv4Bytes{1, 10, 0, 255}));
+        for (const char16_t* bad :
+             {u"", u"1.2.3", u"1..2.3", u"1.2.3.4.5", u"1.2.3.4.", u".1.2.3.4", u"256.1.1.1", u"4294967297.0.0.1",
+              u" 1.2.3.4", u"1.2.3.4\n", u"-1.2.3.4", u"a.b.c.d", u"１.2.3.4"}) {
+            QVERIFY(!parseIpv4(bad, bytes, error) && bytes == (Ipv4Bytes{1, 10, 0, 255}));
+            QCOMPARE(error, u"Invalid IPv4 address: " + std::u16string(bad));
+        }
+        error.clear();
+        QVERIFY(resolveIpv4Host(u"26.1.2.3", bytes, error) && bytes == (Ipv4Bytes{26, 1, 2, 3}));
+        QVERIFY(resolveIpv4Host(u"localhost", bytes, error) && bytes == (Ipv4Bytes{127, 0, 0, 1}) && error.empty());
+        // Without a network the name service may be out of reach instead of knowing that there is no such name.
+        QVERIFY(!resolveIpv4Host(u"no-such-host.invalid", bytes, error));
+        const QRegularExpression sentence(QStringLiteral(
+            "^Unable to resolve IPv4 host: no-such-host\\.invalid \\((host not found, wsa=11001|DNS server "
+            "temporarily unavailable, wsa=11002|winsock error, wsa=11003|no IPv4 A record, wsa=11004)\\)\\. "
+            "GameHost must be an IPv4 address or a DNS name with an A record\\.$"));
+        const QString text = QString::fromStdU16String(error);
+        QVERIFY2(sentence.match(text).hasMatch(), qPrintable(text));
+    }
+};
+
+NETPLAY_TEST(SettingsTest);
+#include "settings_test.moc"
