@@ -1,0 +1,200 @@
+#include "lobby/lobby_client.h"
+
+#include "lobby/json_readers.h"
+
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QSslError>
+#include <QTimer>
+#include <QUrl>
+
+#include <utility>
+
+namespace {
+
+constexpr qint64 kMaxReplyBytes = qint64{32} << 20;
+
+QString withoutTrailingSlashes(QString url) {
+    while (url.endsWith(QLatin1Char('/'))) {
+        url.chop(1);
+    }
+    return url;
+}
+
+bool isLoopbackHost(const QUrl& url) {
+    const QString host = url.host(QUrl::FullyDecoded).toLower();
+    return host == QLatin1String("localhost") || host == QLatin1String("127.0.0.1") || host == QLatin1String("::1");
+}
+
+QString serverErrorText(const QJsonDocument& document, const QString& fallback) {
+    return jsonFirstString(document.object(), {QLatin1String("error"), QLatin1String("message")}, fallback);
+}
+
+// Servers word a lost login in many ways, so any text about "auth" counts.
+bool isAuthExpired(int status, const QString& text) {
+    const QString lower = text.toLower();
+    return status == 401 || lower.contains(QLatin1String("login expired")) ||
+           lower.contains(QLatin1String("please login")) || lower.contains(QLatin1String("auth"));
+}
+
+bool isRejected(const QJsonDocument& document) {
+    const QJsonValue ok = document.object().value(QLatin1String("ok"));
+    return !ok.isUndefined() && !jsonBool(ok, false);
+}
+
+// Counts what is held after decompression, which no Content-Length tells.
+void boundReplySize(QNetworkReply* reply) {
+    // Without a limited buffer a fast sender can keep readyRead from ever being emitted.
+    reply->setReadBufferSize(kMaxReplyBytes + 1);
+    const auto abortWhenTooLarge = [reply] {
+        const qint64 announced = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
+        if (reply->isRunning() && (announced > kMaxReplyBytes || reply->bytesAvailable() > kMaxReplyBytes)) {
+            reply->abort();
+        }
+    };
+    QObject::connect(reply, &QNetworkReply::metaDataChanged, reply, abortWhenTooLarge);
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, abortWhenTooLarge);
+}
+
+}  // namespace
+
+LobbyClient::LobbyClient(const QString& baseUrl, QObject* parent)
+    : QObject(parent), baseUrl_(withoutTrailingSlashes(baseUrl)) {}
+
+// The replies die with network_, while this object can still be called: none of them may do so.
+LobbyClient::~LobbyClient() {
+    const QList<QNetworkReply*> replies = network_.findChildren<QNetworkReply*>();
+    for (QNetworkReply* reply : replies) {
+        reply->disconnect(this);
+    }
+}
+
+void LobbyClient::setBaseUrl(const QString& url) {
+    const QString stripped = withoutTrailingSlashes(url);
+    if (stripped != baseUrl_) {
+        baseUrl_ = stripped;
+        clearSession();
+    }
+}
+
+void LobbyClient::clearSession() {
+    authToken_.clear();
+    userName_.clear();
+}
+
+QNetworkRequest LobbyClient::request(const QString& path) const {
+    QNetworkRequest request(QUrl(baseUrl_ + path, QUrl::TolerantMode));
+    // The token in the body is the only state that the server gets to see again.
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    return request;
+}
+
+void LobbyClient::postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs) {
+    QNetworkRequest post = request(path);
+    post.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    awaitReply(network_.post(post, QJsonDocument(body).toJson(QJsonDocument::Compact)), std::move(callback), timeoutMs);
+}
+
+void LobbyClient::getJson(const QString& path, ReplyCallback callback, int timeoutMs) {
+    awaitReply(network_.get(request(path)), std::move(callback), timeoutMs);
+}
+
+void LobbyClient::awaitReply(QNetworkReply* reply, ReplyCallback callback, int timeoutMs) {
+    armReplyTimeout(reply, timeoutMs);
+    connect(reply, &QNetworkReply::finished, this,
+            [this, reply, callback = std::move(callback)] { handleReply(reply, callback); });
+}
+
+void LobbyClient::armReplyTimeout(QNetworkReply* reply, int timeoutMs) {
+    auto* timer = new QTimer(reply);
+    timer->setSingleShot(true);
+    timer->setInterval(timeoutMs >= 1 ? timeoutMs : defaultTimeoutMs_);
+    connect(timer, &QTimer::timeout, reply, [reply] {
+        if (reply->isRunning()) {
+            reply->abort();
+        }
+    });
+    timer->start();
+    connect(reply, &QNetworkReply::sslErrors, reply, [reply](const QList<QSslError>& errors) {
+        if (isLoopbackHost(reply->url())) {
+            reply->ignoreSslErrors(errors);
+        }
+    });
+    boundReplySize(reply);
+}
+
+void LobbyClient::handleReply(QNetworkReply* reply, const ReplyCallback& callback) {
+    reply->deleteLater();
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    QJsonParseError parseError{0, QJsonParseError::NoError};
+    QJsonDocument document;
+    // An aborted reply is closed already.
+    const QByteArray body = reply->isOpen() ? reply->readAll() : QByteArray();
+    if (!body.isEmpty()) {
+        document = QJsonDocument::fromJson(body, &parseError);
+    }
+    if (reply->error() != QNetworkReply::NoError) {
+        const QString message = serverErrorText(document, reply->errorString());
+        endExpiredSession(status, message);
+        callback(false, document, message);
+    } else if (parseError.error != QJsonParseError::NoError) {
+        callback(false, QJsonDocument(), QStringLiteral("bad JSON: ") + parseError.errorString());
+    } else if (isRejected(document)) {
+        const QString message = serverErrorText(document, QStringLiteral("server rejected request"));
+        endExpiredSession(status, message);
+        callback(false, document, message);
+    } else {
+        callback(true, document, QString());
+    }
+}
+
+void LobbyClient::endExpiredSession(int status, const QString& message) {
+    if (isAuthExpired(status, message)) {
+        clearSession();
+    }
+}
+
+void LobbyClient::login(const QString& username, const QString& password) {
+    requestSession(QStringLiteral("/api/lobby/login"), username, password, QStringLiteral("登录失败:缺少 auth_token"),
+                   QStringLiteral("login ok"));
+}
+
+void LobbyClient::registerAccount(const QString& username, const QString& password) {
+    requestSession(QStringLiteral("/api/lobby/register"), username, password,
+                   QStringLiteral("register failed: missing auth_token"), QStringLiteral("register ok"));
+}
+
+void LobbyClient::requestSession(const QString& path, const QString& username, const QString& password,
+                                 const QString& missingTokenText, const QString& successText) {
+    const auto finish = [this, username, missingTokenText, successText](bool ok, const QJsonDocument& document,
+                                                                        const QString& error) {
+        if (!ok) {
+            Q_EMIT loginResult(false, error);
+            return;
+        }
+        const QJsonObject answer = document.object();
+        // A plain read: a token of another type is none.
+        const QString token = answer.value(QLatin1String("auth_token")).toString();
+        if (token.isEmpty()) {
+            Q_EMIT loginResult(false, missingTokenText);
+            return;
+        }
+        const QString name = answer.value(QLatin1String("username")).toString();
+        authToken_ = token;
+        userName_ = name.isEmpty() ? username : name;
+        const bool plaintext = QUrl(baseUrl_).scheme().toLower() == QLatin1String("http");
+        Q_EMIT loginResult(true, plaintext ? successText + QLatin1String(" (HTTP plaintext)") : successText);
+    };
+    postJson(path, {{QStringLiteral("username"), username}, {QStringLiteral("password"), password}}, finish, 0);
+}
+
+void LobbyClient::logout() {
+    if (authToken_.isEmpty() || userName_.isEmpty()) {
+        return;
+    }
+    postJson(
+        QStringLiteral("/api/lobby/logout"),
+        {{QStringLiteral("username"), userName_}, {QStringLiteral("auth_token"), authToken_}},
+        [](bool, const QJsonDocument&, const QString&) {}, 0);
+}

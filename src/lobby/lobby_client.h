@@ -1,0 +1,83 @@
+// The program's only talker to the lobby server: HTTP with JSON bodies.
+#pragma once
+
+#include "lobby/room_info.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QObject>
+
+#include <functional>
+
+class QNetworkReply;
+class QNetworkRequest;
+
+// One lobby server and one session. Everything runs on the thread that made the object, and every result comes by
+// signal, for local refusals already inside the call. Replies come in whatever order the server gives them; none is
+// repeated, and none outlives the object. A reply above 32 MiB is aborted. A reply that says that the login is gone
+// ends the session; that shows in authToken() alone.
+class LobbyClient : public QObject {
+    Q_OBJECT
+
+public:
+    using ReplyCallback = std::function<void(bool ok, const QJsonDocument& document, const QString& error)>;
+
+    explicit LobbyClient(const QString& baseUrl, QObject* parent = nullptr);
+    ~LobbyClient() override;
+
+    // Takes slashes off the end. Another server than before ends the session; the same one keeps it.
+    void setBaseUrl(const QString& url);
+    QString baseUrl() const { return baseUrl_; }
+    void clearSession();
+    // Signed in exactly while this is not empty.
+    QString authToken() const { return authToken_; }
+    QString userName() const { return userName_; }
+
+    void login(const QString& username, const QString& password);
+    void registerAccount(const QString& username, const QString& password);
+    // Tells the server; the session here is untouched.
+    void logout();
+
+    void fetchRooms();
+    void fetchRoomDetail(const QString& roomId);
+    void createRoom(const CreateRoomRequest& request);
+    void roomAction(const QString& roomId, const QString& action, const QJsonObject& extra);
+    void sendHeartbeat(const QString& roomId, const QJsonObject& extra);
+    // For the closing window: waits at most `timeoutMs` (at least 100) in an event loop of its own. True when the
+    // server answered with a status from 200 to 299. Emits nothing.
+    bool leaveRoomBlocking(const QString& roomId, int timeoutMs);
+
+Q_SIGNALS:
+    void loginResult(bool ok, QString message);
+    void roomsUpdated(QVector<RoomInfo> rooms, QString error);
+    void roomDetailUpdated(bool ok, RoomInfo room, QString error);
+    void actionResult(QString action, bool ok, QString message);
+    void roomCreated(bool ok, RoomInfo room, QVector<RoomInfo> rooms, QString error);
+    void roomActionResult(QString action, bool ok, RoomInfo room, QVector<RoomInfo> rooms, QString error);
+    void heartbeatResult(bool ok);
+
+private:
+    QNetworkRequest request(const QString& path) const;
+    // A timeout below 1 means defaultTimeoutMs_.
+    void postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs);
+    void getJson(const QString& path, ReplyCallback callback, int timeoutMs);
+    void awaitReply(QNetworkReply* reply, ReplyCallback callback, int timeoutMs);
+    void armReplyTimeout(QNetworkReply* reply, int timeoutMs);
+    void handleReply(QNetworkReply* reply, const ReplyCallback& callback);
+    // Ends the session when an answer says that the server no longer knows it.
+    void endExpiredSession(int status, const QString& message);
+
+    void requestSession(const QString& path, const QString& username, const QString& password,
+                        const QString& missingTokenText, const QString& successText);
+    // What every action on a room starts with.
+    QJsonObject roomCredentials() const;
+    void reportCreate(bool ok, const QString& message, const RoomInfo& room, const QVector<RoomInfo>& rooms);
+    void reportFailedAction(const QString& action, const QString& error);
+
+    QNetworkAccessManager network_;
+    QString baseUrl_;
+    QString userName_;
+    QString authToken_;
+    int defaultTimeoutMs_ = 8000;
+};

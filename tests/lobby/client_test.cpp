@@ -1,0 +1,354 @@
+// What each operation sends, and what replies of every sort, also those that no honest server sends, become.
+#include "lobby/lobby_client.h"
+#include "support/scripted_server.h"
+#include "support/test_registry.h"
+
+#include <QChildEvent>
+#include <QFile>
+#include <QHostInfo>
+#include <QNetworkReply>
+#include <QPointer>
+#include <QProcess>
+#include <QSslKey>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTestEventLoop>
+#include <QTimer>
+
+namespace {
+
+// A client, signed in to a scripted server as "bob" with the token "t", and what it emitted since: one line a signal,
+// its name and its arguments, rooms by their ids.
+struct Player {
+    Script answer{"HTTP/1.1 200 OK\r\nSet-Cookie: a=b\r\nConnection: close\r\nContent-Length: 36\r\n\r\n"
+                  R"({"auth_token":"t","username":"bob"} )"};
+    ScriptedServer server;
+    std::unique_ptr<LobbyClient> client;
+    QStringList lines;
+    QTestEventLoop emitted;
+
+    explicit Player(const Script& nextAnswer = ScriptedServer::reply("{}"))
+        : server([this](const auto&) { return answer; }), client(std::make_unique<LobbyClient>(server.url())) {
+        watch("login", &LobbyClient::loginResult);
+        watch("rooms", &LobbyClient::roomsUpdated);
+        watch("detail", &LobbyClient::roomDetailUpdated);
+        watch("action", &LobbyClient::actionResult);
+        watch("created", &LobbyClient::roomCreated);
+        watch("roomAction", &LobbyClient::roomActionResult);
+        watch("heartbeat", &LobbyClient::heartbeatResult);
+        client->login(QStringLiteral("Bob"), QStringLiteral("secret"));
+        await(1);
+        lines.clear();
+        server.requests.clear();
+        answer = nextAnswer;
+    }
+    template<class... Arguments>
+    void watch(const char* name, void (LobbyClient::*signal)(Arguments...)) {
+        QObject::connect(client.get(), signal, [this, name](const Arguments&... arguments) {
+            lines += QStringList{QString::fromLatin1(name), text(arguments)...}.join(QLatin1Char('|'));
+            emitted.exitLoop();
+        });
+    }
+    static QString text(bool ok) { return ok ? QStringLiteral("ok") : QStringLiteral("failed"); }
+    static QString text(const QString& text) { return text; }
+    static QString text(const RoomInfo& room) { return room.id; }
+    static QString text(const QVector<RoomInfo>& rooms) {
+        QStringList ids;
+        std::transform(rooms.begin(), rooms.end(), std::back_inserter(ids), [](const auto& room) { return room.id; });
+        return ids.join(QLatin1Char(','));
+    }
+
+    // Runs the event loop until there are `count` lines, at most 20 seconds for each.
+    bool await(int count) {
+        while (lines.size() < count && !emitted.timeout()) {
+            emitted.enterLoop(20);
+        }
+        return lines.size() >= count;
+    }
+    void call(const QByteArray& operation, const QString& id = QStringLiteral("7")) {
+        using std::placeholders::_1;
+        const QString carol = QStringLiteral("Carol");
+        const QString password = QStringLiteral("p\"w");
+        const QJsonObject extra{{QStringLiteral("username"), 1}};
+        const QMap<QByteArray, std::function<void(const QString&)>> calls{
+            {"login", std::bind(&LobbyClient::login, client.get(), carol, password)},
+            {"register", std::bind(&LobbyClient::registerAccount, client.get(), carol, password)},
+            {"logout", std::bind(&LobbyClient::logout, client.get())},
+            {"rooms", std::bind(&LobbyClient::fetchRooms, client.get())},
+            {"create", std::bind(&LobbyClient::createRoom, client.get(), CreateRoomRequest())},
+            {"detail", std::bind(&LobbyClient::fetchRoomDetail, client.get(), _1)},
+            {"leave", std::bind(&Player::leave, this, _1)},
+            {"heartbeat", std::bind(&LobbyClient::sendHeartbeat, client.get(), _1, extra)}};
+        const QString action = QString::fromLatin1(operation);
+        calls.value(operation, std::bind(&LobbyClient::roomAction, client.get(), _1, action, extra))(id);
+    }
+    void leave(const QString& id) {
+        lines += client->leaveRoomBlocking(id, 0) ? QStringLiteral("left") : QStringLiteral("not left");
+    }
+};
+
+// Operation -> method, path and body.
+const QMap<QByteArray, QByteArray> kRequests{
+    {"login", R"(POST /api/lobby/login {"password":"p\"w","username":"Carol"})"},
+    {"register", R"(POST /api/lobby/register {"password":"p\"w","username":"Carol"})"},
+    {"logout", R"(POST /api/lobby/logout {"auth_token":"t","username":"bob"})"},
+    {"rooms", "GET /api/lobby/rooms "},
+    {"detail", R"(POST /api/lobby/rooms/7/detail {"auth_token":"t","player_name":"bob","username":"bob"})"},
+    {"leave", R"(POST /api/lobby/rooms/7/leave {"auth_token":"t","player_name":"bob","username":"bob"})"},
+    {"kick", R"(POST /api/lobby/rooms/7/kick {"auth_token":"t","player_name":"bob","username":1})"},
+    {"heartbeat",
+     R"(POST /api/lobby/rooms/7/heartbeat {"auth_token":"t","client_state":"room","player_name":"bob","username":1})"},
+    {"create",
+     R"(POST /api/lobby/rooms {"auth_token":"t","room":{"map_file":"10078.map","map_id":"10078","map_name":"10078",)"
+     R"("max_players":2,"name":"Local Room","player_slots":[{"name":"bob","ready":true,"slot":1}],)"
+     R"("slot_count":2},"username":"bob"})"}};
+
+const char kWholeRoom[] =
+    R"({"auth_token":"t","room":{"map_file":"m.map","map_fingerprint":"n","map_fingerprint_algo":"sha256-map-o-v1",)"
+    R"("map_id":"m","map_name":"n","map_option_indexes":[{"option":3,"value":1}],"map_options":{"k":"v"},)"
+    R"("max_players":22,"mode":"n","name":"n","password":"n","player_slots":[{"name":"bob","ready":true,"slot":4}],)"
+    R"("slot_count":30,"slot_meta":[{"ai":true,"computer":true,"control_id":9,"is_player_slot":true,"locked":true,)"
+    R"("player_id":9,"select_type":"","slot":3,"slot_label":"","team":""},{"control_id":4,"is_player_slot":true,)"
+    R"("locked":false,"player_id":4,"select_type":"t","slot":4,"slot_label":"t","team":"t"}]},"username":"bob"})";
+
+struct AnswerRow {
+    const char* operation;
+    Script answer;
+    const char* emitted;  // one line a signal; %1 stands for the address asked
+    const char* session = "t bob";
+};
+
+Script reply(const QByteArray& body, const QByteArray& status = "200 OK") {
+    return ScriptedServer::reply(body, status);
+}
+
+Script raw(const QByteArray& bytes, bool closes = false) {
+    return {"HTTP/1.1 200 OK\r\n" + bytes, closes};
+}
+
+QVector<AnswerRow> answerRows() {
+    const char* const oops = "rooms||Error transferring %1 - server replied: Oops";
+    const QByteArray large = R"({"error":"auth"})" + QByteArray(33 * 1024 * 1024, ' ');
+    const QByteArray zlib = qCompress(large).mid(4);  // Qt puts the size before it
+    const QByteArray zlibHead = "Content-Encoding: deflate\r\nContent-Length: " + QByteArray::number(zlib.size());
+    return {
+        {"login", reply(R"({"auth_token":"n"})"), "login|ok|login ok (HTTP plaintext)", "n Carol"},
+        {"register", reply(R"({"auth_token":"n","username":"c"})"), "login|ok|register ok (HTTP plaintext)", "n c"},
+        {"login", reply(R"({"auth_token":123})"), "login|failed|登录失败:缺少 auth_token"},
+        {"register", reply("[]"), "login|failed|register failed: missing auth_token"},
+        {"logout", reply("{}"), ""},
+        {"rooms", reply(R"([{"id":"a"},null])"), "rooms|a|"},
+        {"rooms", reply(R"({"rooms":[{"id":""},{"id":[]},5,{"id":2},{"id":"b"}],"value":[{"id":"c"}]})"), "rooms|2,b|"},
+        {"rooms", reply(R"({"rooms":{"id":"a"},"value":[{"id":"c"}]})"), "rooms|c|"},
+        {"detail", reply(R"({"room":{"id":7}})"), "detail|ok|7|"},
+        {"detail", reply(R"({"room":{"name":"x"}})"), "detail|failed||房间详情为空"},
+        {"detail", reply(R"({"ok":false,"error":"e","room":{"id":7}})"), "detail|failed||e"},
+        {"kick", reply(R"({"room":{"id":7},"rooms":[{"id":8}]})"), "action|kick|ok|操作成功\nroomAction|kick|ok|7|8|"},
+        {"kick", reply(R"({"ok":0,"error":"e","room":{"id":7}})"), "action|kick|failed|e\nroomAction|kick|failed|||e"},
+        {"create", reply(R"({"room":{"id":3},"rooms":[{"id":1}]})"), "action|create|ok|房间已创建\ncreated|ok|3|1|"},
+        {"create", reply(R"({"rooms":[{"id":"1"},{"id":2}]})"), "action|create|ok|房间已创建\ncreated|ok|1|1,2|"},
+        {"create", reply(R"({"ok":true})"),
+         "action|create|failed|创建成功但缺少房间信息\ncreated|failed|||创建成功但缺少房间信息"},
+        {"create", reply(R"({"ok":false,"message":"m"})"), "action|create|failed|m\ncreated|failed|||m"},
+        {"heartbeat", reply(""), "heartbeat|ok"},
+        {"heartbeat", reply(R"({"ok":false})"), "heartbeat|failed"},
+        {"leave", reply(R"({"ok":false,"error":"auth"})", "204 No Content"), "left"},
+        {"leave", reply("", "302 Found"), "not left"},
+        {"leave", {}, "not left"},
+        {"rooms", reply(R"({"error":"auth"})"), "rooms||"},
+        {"rooms", reply("", "204 No Content"), "rooms||"},
+        {"rooms", reply(R"({"ok":"no","message":"x"})"), "rooms||x"},
+        {"rooms", reply(R"({"ok":"maybe"})"), "rooms||server rejected request"},
+        {"rooms", reply(R"({"ok":false,"error":42,"message":"m"})"), "rooms||42"},
+        {"rooms", reply(R"({"ok":0,"error":"Please Login"})"), "rooms||Please Login", " "},
+        {"rooms", reply(R"({"ok":false,"error":"bad auth_token"})"), "rooms||bad auth_token", " "},
+        {"rooms", reply(R"({"ok":false,"message":"LOGIN EXPIRED"})"), "rooms||LOGIN EXPIRED", " "},
+        {"rooms", reply(R"({"error":"auth")"), "rooms||bad JSON: unterminated string"},
+        {"rooms", reply("{\"error\":\"\xff\xfe\"}"), "rooms||bad JSON: invalid UTF8 string"},
+        {"rooms", reply(QByteArray(100000, '[')), "rooms||bad JSON: too deeply nested document"},
+        {"rooms", reply("sorry, auth", "500 Oops"), oops},
+        {"rooms", reply(R"({"error":"Unauthorized"})", "500 Oops"), "rooms||Unauthorized", " "},
+        {"rooms", reply(R"({"error":"who?"})", "401 Oops"), "rooms||who?", " "},
+        {"detail", raw("Content-Length: 90\r\n\r\n{\"ok\":true", true), "detail|failed||Connection closed"},
+        {"detail", {"HTTP/1.1 200 OK\r\nContent-Length: 90\r\n\r\n{", false, true}, "detail|failed||Connection closed"},
+        {"detail", raw("Content-Length: 9\r\n\r\n{\"ok\":true}"), "detail|failed||bad JSON: illegal value"},
+        {"rooms", raw("Content-Length: 33554433\r\n\r\n{", true), "rooms||Operation canceled"},
+        {"rooms", raw(zlibHead + "\r\n\r\n" + zlib), "rooms||Operation canceled"},
+        {"rooms", reply(large.left(32 * 1024 * 1024)), "rooms||"},
+    };
+}
+
+}  // namespace
+
+class ClientTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void answers() {
+        for (const AnswerRow& row : answerRows()) {
+            Player player(row.answer);
+            player.call(row.operation);
+            const QString address = player.server.url() + QStringLiteral("/api/lobby/rooms");
+            const QString emitted = QString::fromUtf8(row.emitted).replace(QLatin1String("%1"), address);
+            QVERIFY2(player.await(emitted.count(QLatin1Char('\n')) + !emitted.isEmpty()), row.emitted);
+            QTRY_COMPARE(player.server.requests.size(), 1);
+            QCOMPARE(player.lines.join(QLatin1Char('\n')), emitted);
+            QCOMPARE(QString(player.client->authToken() + QLatin1Char(' ') + player.client->userName()),
+                     QString::fromLatin1(row.session));
+            const ScriptedRequest request = player.server.requests.first();
+            QCOMPARE(request.method + ' ' + request.target + ' ' + request.body, kRequests.value(row.operation));
+            const QByteArray type = request.headers.value("content-type");
+            QCOMPARE(type, QByteArray(request.body.isEmpty() ? "" : "application/json"));
+            QVERIFY(!request.headers.contains("cookie") && !request.headers.contains("authorization"));
+        }
+    }
+
+    void refusals() {
+        Player player;
+        for (const char* operation : {"detail", "kick", "heartbeat", "leave"}) {
+            player.call(operation, QString());
+        }
+        player.client->clearSession();
+        for (const char* operation : {"detail", "kick", "create", "heartbeat", "leave", "logout"}) {
+            player.call(operation);
+        }
+        // Whatever had been sent would arrive before this.
+        player.call("rooms");
+        QVERIFY(player.await(11));
+        QCOMPARE(player.lines.join(QLatin1Char(' ')),
+                 QStringLiteral("detail|failed||请先选择房间 action|kick|failed|请先选择房间 "
+                                "roomAction|kick|failed|||请先选择房间 not left detail|failed||请先登录 "
+                                "action|kick|failed|请先登录 roomAction|kick|failed|||请先登录 "
+                                "action|create|failed|请先登录 created|failed|||请先登录 not left rooms||"));
+        QCOMPARE(player.server.requests.size(), 1);
+    }
+
+    void newRoom() {
+        CreateRoomRequest request;
+        request.mapId = QStringLiteral("m");
+        request.name = request.mapName = request.mapFingerprint = request.mode = request.password = QStringLiteral("n");
+        request.maxPlayers = request.slotCount = 30;
+        request.isPrivate = true;
+        request.mapOptions.insert(QStringLiteral("k"), QStringLiteral("v"));
+        request.mapOptionIndexes = {{3, 1}};
+        request.slotMeta.resize(2);
+        request.slotMeta[0].slot = 3;
+        request.slotMeta[0].playerId = 9;
+        request.slotMeta[0].locked = request.slotMeta[0].computer = request.slotMeta[0].ai = true;
+        request.slotMeta[1].slot = 4;
+        request.slotMeta[1].team = request.slotMeta[1].slotLabel = request.slotMeta[1].selectType = QStringLiteral("t");
+        Player player;
+        player.client->createRoom(request);
+        request.isPrivate = false;
+        request.mapFingerprint.clear();
+        request.slotMeta[1].slot = -2;
+        player.client->createRoom(request);
+        QVERIFY(player.await(4));
+        QCOMPARE(player.server.requests.at(0).body, QByteArray(kWholeRoom));
+        const QByteArray bare = player.server.requests.at(1).body;
+        QVERIFY2(!bare.contains("\"password") && !bare.contains("_algo") && bare.contains("\"slot\":1}]"), bare);
+    }
+
+    void roomIdsStayOnTheServer() {
+        // Room id -> where the request must arrive on the one server that it may reach.
+        const QMap<QByteArray, QByteArray> targets{
+            {"@evil/", "rooms/@evil//kick"},       {"http://evil/", "rooms/http://evil//kick"},
+            {"\\\\evil", "rooms/%5C%5Cevil/kick"}, {"../x", "x/kick"},
+            {"房", "rooms/%E6%88%BF/kick"},        {"a\r\nHost: evil", "rooms/a%0D%0AHost:%20evil/kick"}};
+        for (const QByteArray& id : targets.keys()) {
+            Player player;
+            player.call("kick", QString::fromUtf8(id));
+            QVERIFY2(player.await(2), id);
+            const ScriptedRequest request = player.server.requests.first();
+            QCOMPARE(request.target, "/api/lobby/" + targets[id]);
+            QCOMPARE("http://" + request.headers.value("host"), player.server.url().toLatin1());
+        }
+    }
+
+    void timeouts() {
+        const QMap<QByteArray, int> intervals{{"kick", 8000}, {"start", 15000}, {"Start", 8000}, {"heartbeat", 5000}};
+        for (const QByteArray& operation : intervals.keys()) {
+            Player player{Script()};
+            qApp->installEventFilter(this);
+            player.call(operation);
+            qApp->removeEventFilter(this);
+            auto* timer = qobject_cast<QTimer*>(lastOfReply_);
+            QVERIFY(timer && timer->isActive() && timer->isSingleShot());
+            QCOMPARE(timer->interval(), intervals[operation]);
+            timer->start(1);
+            QVERIFY(player.await(1));
+            const QByteArray emitted = "action|" + operation + "|failed|Operation canceled";
+            QCOMPARE(player.lines.first().toUtf8(), operation == "heartbeat" ? "heartbeat|failed" : emitted);
+            QCOMPARE(player.client->authToken(), QStringLiteral("t"));
+        }
+    }
+
+    void aSessionBelongsToOneServer() {
+        Player player(reply(R"({"room":{"id":"7"}})"));
+        player.client->setBaseUrl(player.server.url() + QStringLiteral("//"));
+        QCOMPARE(player.client->authToken(), QStringLiteral("t"));
+        player.call("detail");
+        player.client->setBaseUrl(ScriptedServer({}).url());
+        QVERIFY(player.client->authToken().isEmpty() && player.client->userName().isEmpty());
+        QVERIFY(player.await(1));  // the reply still arrives; at the new address nobody listens
+        player.call("rooms");
+        QVERIFY(player.await(2));
+        QCOMPARE(player.lines.join(QLatin1Char(' ')), QStringLiteral("detail|ok|7| rooms||Connection refused"));
+    }
+
+    void repliesOutliveNoClient() {
+        Player player(raw("\r\n{"));
+        player.call("rooms");
+        player.call("login");
+        QTRY_COMPARE(player.server.requests.size(), 2);
+        player.client.reset();
+        QTRY_VERIFY(player.server.findChildren<QTcpSocket*>().isEmpty());
+        QVERIFY(player.lines.isEmpty());
+    }
+
+    // Good enough for this machine's own names, refused elsewhere.
+    void selfSignedCertificates() {
+        const QTemporaryDir folder;
+        QFile pem(folder.filePath(QStringLiteral("both.pem")));
+        QString options = QStringLiteral("req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=self -keyout %1 -out %1");
+        QProcess openssl;
+        openssl.start(QStringLiteral("openssl"), options.arg(pem.fileName()).split(QLatin1Char(' ')));
+        openssl.waitForFinished();
+        if (!QSslSocket::supportsSsl() || !pem.open(QIODevice::ReadOnly)) {
+            QSKIP("no TLS library, or no openssl program to make a certificate with");
+        }
+        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+        tls.setPrivateKey(QSslKey(&pem, QSsl::Rsa));
+        tls.setLocalCertificate(QSslCertificate::fromPath(pem.fileName()).value(0));
+        for (const char* host : {"127.0.0.1", "LocalHost", "127.0.0.2"}) {
+            if (QHostInfo::fromName(QString::fromLatin1(host)).addresses().isEmpty()) {
+                qWarning("this machine does not know %s", host);
+                continue;
+            }
+            const auto answer = std::bind(reply, R"({"auth_token":"t"})", "200 OK");
+            ScriptedServer server(answer, QHostAddress::AnyIPv4, tls);
+            Player player;
+            player.client->setBaseUrl(
+                QStringLiteral("https://%1:%2").arg(QLatin1String(host)).arg(server.serverPort()));
+            player.call("login");
+            QVERIFY(player.await(1));
+            // Nothing is said of plaintext here, and nothing sent to a server that is not trusted.
+            const bool accepted = player.lines.first() == QLatin1String("login|ok|login ok");
+            QVERIFY2(accepted == (qstrcmp(host, "127.0.0.2") != 0), qPrintable(player.lines.first()));
+            QCOMPARE(server.requests.size(), accepted ? 1 : 0);
+        }
+    }
+
+private:
+    bool eventFilter(QObject* receiver, QEvent* event) override {
+        if (event->type() == QEvent::ChildAdded && qobject_cast<QNetworkReply*>(receiver)) {
+            lastOfReply_ = static_cast<QChildEvent*>(event)->child();
+        }
+        return false;
+    }
+
+    QPointer<QObject> lastOfReply_;
+};
+
+NETPLAY_TEST(ClientTest);
+#include "client_test.moc"
