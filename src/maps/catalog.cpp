@@ -1,0 +1,222 @@
+#include "maps/catalog.h"
+
+#include "maps/fingerprint.h"
+#include "maps/map_files.h"
+#include "maps/map_records.h"
+#include "maps/map_script.h"
+
+#include <QtGlobal>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <optional>
+#include <system_error>
+#include <thread>
+
+namespace NetPlay {
+
+namespace {
+
+// The line of the map in the cache, if both files are as it says.
+const MapCacheEntry* findReusable(const MapCatalogCache& cache, const MapCacheEntry& current) {
+    const auto found = cache.find(cacheKey(current.name, current.mapFilePathText));
+    if (found == cache.end()) {
+        return nullptr;
+    }
+    const MapCacheEntry& entry = found->second;
+    const bool sameMapFile = entry.mapFilePathText == current.mapFilePathText &&
+                             entry.mapFileSize == current.mapFileSize && entry.mapFileStamp == current.mapFileStamp;
+    const bool sameOFile = entry.oFilePathText == current.oFilePathText && entry.oFileSize == current.oFileSize &&
+                           entry.oFileStamp == current.oFileStamp;
+    return sameMapFile && sameOFile && isUsable(entry) ? &entry : nullptr;
+}
+
+void reuse(const MapCacheEntry& entry, MapInfo& map) {
+    takeParsedFields(entry, map);
+    if (!entry.mapFileHash.empty() && !entry.oFileHash.empty() && !entry.fingerprint.empty()) {
+        map.mapFileHash = entry.mapFileHash;
+        map.oFileHash = entry.oFileHash;
+        map.fingerprint = entry.fingerprint;
+        map.fingerprintAlgo = kFingerprintAlgo;
+    }
+}
+
+// The line that stands for the map: `files` has what the disk says of its files.
+void addLine(MapCacheEntry files, const MapInfo& map, MapCatalogCache& updated) {
+    files.mapFileHash = map.mapFileHash;
+    files.oFileHash = map.oFileHash;
+    files.fingerprint = map.fingerprint;
+    files.displayName = map.displayName;
+    files.maxPlayers = map.maxPlayers;
+    files.slotCount = map.slotCount;
+    files.slots = map.slots;
+    files.sides = map.sides;
+    files.optionIds = map.optionIds;
+    files.optionValues = map.optionValues;
+    files.optionLabels = map.optionLabels;
+    std::string key = cacheKey(files.name, files.mapFilePathText);
+    updated[std::move(key)] = std::move(files);
+}
+
+bool parseLogged(MapInfo& map) {
+    try {
+        parseMapFile(map.mapFilePath, map);
+        return true;
+    } catch (const MapFormatError& error) {
+        qWarning("map %s: %s", map.name.c_str(), error.what());
+        return false;
+    }
+}
+
+// What one folder of the root gave.
+struct ScannedFolder {
+    std::optional<MapInfo> map;
+    MapCatalogCache line;  // at most one
+};
+
+ScannedFolder scanFolder(const std::filesystem::path& folder, const std::string& name,
+                         const std::filesystem::path& cacheDir, const MapCatalogCache& cache) {
+    ScannedFolder scanned;
+    MapInfo map;
+    try {
+        if (loadMapEntry(folder, name, map, cacheDir, &cache, &scanned.line, false)) {
+            scanned.map = std::move(map);
+        }
+    } catch (const std::exception& error) {
+        // Out of memory, say: one map must not take the others with it.
+        qWarning("map %s: %s", name.c_str(), error.what());
+        map.name = name;
+        map.folderPath = folder;
+        map.displayName = deriveDisplayName(name, folder);
+        scanned.map = std::move(map);
+    }
+    return scanned;
+}
+
+std::vector<std::string> folderNames(const std::filesystem::path& mapRoot) {
+    std::vector<std::string> names;
+    const auto entries = platform::listFolder(mapRoot);
+    for (const platform::FolderEntry& entry : entries ? *entries : std::vector<platform::FolderEntry>()) {
+        if (entry.isDirectory) {
+            names.push_back(platform::pathToUtf8(entry.name));
+        }
+    }
+    std::sort(names.begin(), names.end(), catalogOrder);
+    return names;
+}
+
+// Calls `work` with each number below `count`, on all cores.
+template<typename Work>
+void forEachOnAllCores(std::size_t count, Work work) {
+    std::atomic<std::size_t> next = 0;
+    const auto loop = [&] {
+        for (std::size_t i = next++; i < count; i = next++) {
+            work(i);
+        }
+    };
+    std::vector<std::jthread> helpers;
+    try {
+        while (helpers.size() + 1 < std::thread::hardware_concurrency()) {
+            helpers.emplace_back(loop);
+        }
+    } catch (const std::system_error&) {
+        // As many as there are: this thread alone does it too.
+    }
+    loop();
+}
+
+}  // namespace
+
+bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, MapInfo& map,
+                  const std::filesystem::path&, const MapCatalogCache* cache, MapCatalogCache* updated,
+                  bool computeFingerprint) {
+    const auto folderStatus = platform::fileStatus(folder);
+    if (!folderStatus) {
+        return false;
+    }
+    const LocatedFile mapFile = locateFile(folder, name, ".map");
+    const LocatedFile oFile = locateFile(folder, name, ".o");
+    if (mapFile.path.empty() && oFile.path.empty()) {
+        return false;
+    }
+    const bool complete = !mapFile.path.empty() && !oFile.path.empty();
+    map = MapInfo();
+    map.name = name;
+    map.folderPath = folder;
+    map.mapFilePath = mapFile.path;
+    map.oFilePath = oFile.path;
+    map.mapFileSize = mapFile.status.size;
+    map.oFileSize = oFile.status.size;
+    map.lastModified =
+        lastModifiedTicks(std::max({folderStatus->writeTicks, mapFile.status.writeTicks, oFile.status.writeTicks}));
+
+    MapCacheEntry files;
+    files.name = name;
+    files.mapFilePathText = platform::pathToUtf8(mapFile.path);
+    files.mapFileSize = static_cast<std::uint64_t>(map.mapFileSize);
+    files.mapFileStamp = writeStamp(mapFile.status.writeTicks);
+    files.oFilePathText = platform::pathToUtf8(oFile.path);
+    files.oFileSize = static_cast<std::uint64_t>(map.oFileSize);
+    files.oFileStamp = writeStamp(oFile.status.writeTicks);
+
+    const MapCacheEntry* reusable = cache != nullptr && complete ? findReusable(*cache, files) : nullptr;
+    if (reusable != nullptr) {
+        reuse(*reusable, map);
+    }
+    if (computeFingerprint && complete) {
+        setFingerprint(map);
+    }
+    const bool parsed = reusable != nullptr || map.mapFilePath.empty() || parseLogged(map);
+    map.maxPlayers = map.maxPlayers < 1 ? 6 : map.maxPlayers;
+    map.slotCount = map.slotCount < 1 ? map.maxPlayers : map.slotCount;
+    if (map.displayName.empty()) {
+        map.displayName = deriveDisplayName(name, folder);
+    }
+    if (updated != nullptr && complete && parsed) {
+        addLine(std::move(files), map, *updated);
+    }
+    return true;
+}
+
+std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const std::filesystem::path& cacheDir) {
+    if (!platform::fileStatus(mapRoot)) {
+        return {};
+    }
+    const MapCatalogCache cache = readCatalogCache(cacheDir);
+    const std::vector<std::string> names = folderNames(mapRoot);
+    std::vector<ScannedFolder> folders(names.size());
+    forEachOnAllCores(names.size(), [&](std::size_t i) {
+        folders[i] = scanFolder(mapRoot / platform::pathFromUtf8(names[i]), names[i], cacheDir, cache);
+    });
+    std::vector<MapInfo> maps;
+    MapCatalogCache updated;
+    for (ScannedFolder& folder : folders) {
+        if (folder.map) {
+            maps.push_back(std::move(*folder.map));
+        }
+        updated.merge(folder.line);
+    }
+    writeCatalogCache(cacheDir, updated);
+    return maps;
+}
+
+std::vector<MapInfo> loadCachedCatalog(const std::filesystem::path& mapRoot, const std::filesystem::path& cacheDir) {
+    std::vector<MapInfo> maps;
+    const auto root = cacheDir.empty() ? std::nullopt : platform::fileStatus(mapRoot);
+    if (!root || !root->isDirectory) {
+        return maps;
+    }
+    MapCatalogCache cache = readCatalogCache(cacheDir);
+    for (auto& [key, entry] : cache) {
+        MapInfo map;
+        if (mapInfoFromCacheEntry(mapRoot, std::move(entry), map)) {
+            maps.push_back(std::move(map));
+        }
+    }
+    std::sort(maps.begin(), maps.end(),
+              [](const MapInfo& left, const MapInfo& right) { return catalogOrder(left.name, right.name); });
+    return maps;
+}
+
+}  // namespace NetPlay

@@ -1,0 +1,28 @@
+// The catalog of local maps: one record for each folder of the map root that holds a map.
+#pragma once
+
+#include "maps/catalog_cache.h"
+#include "maps/map_info.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace NetPlay {
+
+// Builds the record of one map folder: from its cache line while both files are unchanged, otherwise by parsing. False
+// when the folder does not exist or holds neither file. With `computeFingerprint` both digests are made sure of. A
+// complete map's line goes to `updated`; `cache` and `updated` may be null. A map whose script cannot be read is listed
+// with what is known, gets no line, and leaves one warning in the log.
+bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, MapInfo& map,
+                  const std::filesystem::path& cacheDir, const MapCatalogCache* cache, MapCatalogCache* updated,
+                  bool computeFingerprint);
+
+// All maps of the root, sorted by lower-cased name, checked against the disk on all cores. Rewrites the cache at the
+// end. A missing root gives an empty list and leaves the cache. For any thread but the window's.
+std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const std::filesystem::path& cacheDir);
+
+// The maps that the cache alone can vouch for, in the same order. Quick enough for the window's thread.
+std::vector<MapInfo> loadCachedCatalog(const std::filesystem::path& mapRoot, const std::filesystem::path& cacheDir);
+
+}  // namespace NetPlay

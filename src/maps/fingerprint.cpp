@@ -1,0 +1,47 @@
+#include "maps/fingerprint.h"
+
+#include "maps/catalog.h"
+#include "maps/map_records.h"
+#include "platform/files.h"
+#include "platform/sha256.h"
+
+namespace NetPlay {
+
+std::string sha256File(const std::filesystem::path& path) {
+    platform::Sha256 hash;
+    const bool complete =
+        platform::readFileInBlocks(path, [&hash](std::string_view block) { return hash.update(block); });
+    return complete ? hash.finish() : std::string();
+}
+
+void setFingerprint(MapInfo& map) {
+    if (map.mapFileHash.empty() || map.oFileHash.empty()) {
+        map.mapFileHash = sha256File(map.mapFilePath);
+        map.oFileHash = sha256File(map.oFilePath);
+    }
+    if (!map.mapFileHash.empty() && !map.oFileHash.empty()) {
+        map.fingerprintAlgo = kFingerprintAlgo;
+        map.fingerprint = "sha256:" + map.mapFileHash + ":" + map.oFileHash;
+    }
+}
+
+bool computeMapFingerprint(MapInfo& map, const std::filesystem::path& cacheDir) {
+    if (hasFingerprint(map)) {
+        map.fingerprintAlgo = kFingerprintAlgo;
+        return true;
+    }
+    if (map.folderPath.empty() || map.name.empty()) {
+        return false;
+    }
+    const MapCatalogCache cache = readCatalogCache(cacheDir);
+    MapCatalogCache updated = cache;
+    MapInfo fresh;
+    if (!loadMapEntry(map.folderPath, map.name, fresh, cacheDir, &cache, &updated, true) || !hasFingerprint(fresh)) {
+        return false;
+    }
+    map = std::move(fresh);
+    writeCatalogCache(cacheDir, updated);
+    return true;
+}
+
+}  // namespace NetPlay

@@ -1,0 +1,34 @@
+// What a .map file's script says about players, sides and slots.
+#pragma once
+
+#include "maps/map_info.h"
+#include "maps/map_text.h"
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace NetPlay {
+
+// More slots than this are taken for a number out of range.
+inline constexpr std::int32_t kMaxSlots = 65'536;
+
+struct MapScriptData {
+    std::int32_t playerNum = 0;  // 0 when the script does not say
+    std::int32_t slotCount = 0;
+    std::vector<std::string> sides;                                // by ascending side number
+    std::vector<std::pair<std::int32_t, std::int32_t>> sideSizes;  // (side number, bars), sorted
+    std::vector<MapSlot> slots;                                    // exactly slotCount
+    std::int32_t playerSlotCount = 0;
+};
+
+// Reads the script out of a map's text, whatever surrounds it. Without any of its keys there is one open slot. Throws
+// MapFormatError on a number that does not fit 32 bits and on more than kMaxSlots slots.
+MapScriptData parseMapScript(const MapText& text);
+
+// Fills the record's slots, sides, title and options from the file; does nothing when `path` is empty or does not
+// exist. A file that cannot be opened reads as empty. Throws MapFormatError as parseMapScript does, and for a file
+// above kMaxMapFileBytes; the record then keeps what was filled before.
+void parseMapFile(const std::filesystem::path& path, MapInfo& map);
+
+}  // namespace NetPlay

@@ -1,0 +1,331 @@
+// The catalog as a whole: scan, cache, fast start, fingerprint, on real folders.
+#include "mapgen/map_writer.h"
+#include "maps/catalog.h"
+
+#include "maps/cache_fields.h"
+#include "maps/fingerprint.h"
+#include "maps/map_files.h"
+#include "maps/map_finders.h"
+#include "maps/map_records.h"
+#include "platform/files.h"
+#include "support/test_registry.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <filesystem>
+
+using namespace NetPlay;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string kEmptyDigest = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+
+// A map root and a cache folder of its own.
+class MapRoot {
+public:
+    MapRoot() : base(platform::toPath(temporary_.path().toStdU16String())), root(base / "map"), cache(base / "缓存") {
+        fs::create_directories(root);
+    }
+    void write(const std::string& relative, const std::string& bytes) const {
+        const fs::path path = root / platform::pathFromUtf8(relative);
+        fs::create_directories(path.parent_path());
+        QVERIFY(platform::writeWholeFile(path, bytes));
+    }
+    void addMap(const std::string& name, const std::string& script = "PLAYER_NUM=2") const {
+        write(name + "/" + name + ".map", script);
+        write(name + "/" + name + ".o", "script of " + name);
+    }
+    std::string cacheText() const {
+        std::string text;
+        platform::readWholeFile(cache / "map_catalog_cache.json", text);
+        return text;
+    }
+    void writeCache(const std::string& text) const {
+        fs::create_directories(cache);
+        QVERIFY(platform::writeWholeFile(cache / "map_catalog_cache.json", text));
+    }
+    std::string names(const std::vector<MapInfo>& maps) const {
+        std::string text;
+        for (const MapInfo& map : maps) {
+            text += map.name + (hasFingerprint(map) ? "+ " : " ");
+        }
+        return text;
+    }
+    std::string scanned() const { return names(scanMapCatalog(root, cache)); }
+    std::string cached() const { return names(loadCachedCatalog(root, cache)); }
+
+private:
+    QTemporaryDir temporary_;
+
+public:
+    const fs::path base, root, cache;
+};
+
+MapCacheEntry fullEntry() {
+    MapCacheEntry entry;
+    entry.name = "#a\\b|c";
+    entry.mapFilePathText = "/m/地图\t.map";
+    entry.mapFileSize = std::numeric_limits<std::uint64_t>::max();
+    entry.mapFileStamp = -7;
+    entry.oFilePathText = "/m/x.o";
+    entry.displayName = "标题\t\n";
+    entry.maxPlayers = 3;
+    entry.slotCount = 2;
+    entry.slots = {{
+                       1,
+                       4,
+                       "蜀国",
+                       true,
+                       "5",
+                       true,
+                       "",
+                   },
+                   {2, 2, "", false, "0", false, ",;:="}};
+    entry.sides = {"", "魏国"};
+    entry.optionIds = {"a", "b"};
+    entry.optionValues = {{"a", {"x", ""}}, {"b", {}}};
+    entry.optionLabels = {{"a", ""}};
+    return entry;
+}
+
+std::string lineOf(const MapRoot& maps, const MapCacheEntry& entry) {
+    writeCatalogCache(maps.cache, {{cacheKey(entry.name, entry.mapFilePathText), entry}});
+    return maps.cacheText();
+}
+
+}  // namespace
+
+class CatalogTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void scanListsAndSorts() {
+        const MapRoot maps;
+        maps.addMap("b");
+        maps.addMap("A", "PLAYER_NUM=1 side1_name=\"魏国\"");
+        maps.addMap("赤壁_之战");
+        maps.write("no map/readme.txt", "");
+        maps.write("half/half.map", "");
+        maps.write("plain file", "");
+        maps.write("odd/X.MAP", "");
+        maps.write("odd/before_a.map", "");
+        maps.addMap("broken", "PLAYER_NUM=9999999999");
+        fs::create_directories(maps.root / "c" / "c.map");
+        std::error_code noLinks;
+        fs::create_directory_symlink("loop", maps.root / "loop", noLinks);
+        fs::create_symlink("l.map", maps.root / "no map" / "l.map", noLinks);
+        const std::vector<MapInfo> scan = scanMapCatalog(maps.root, maps.cache);
+        QCOMPARE(QString::fromStdString(maps.names(scan)), QStringLiteral("A b broken half odd 赤壁_之战 "));
+        QVERIFY(scan[0].sides == std::vector<std::string>{"魏国"} && scan[0].maxPlayers == 1);
+        QVERIFY(scan[2].displayName == "broken" && scan[2].maxPlayers == 6 && scan[2].slots.empty());
+        QVERIFY(scan[3].oFilePath.empty() && scan[3].maxPlayers == 1 && scan[3].slots.size() == 1);
+        QVERIFY(scan[4].mapFilePath.filename() == "X.MAP" && scan[5].displayName == "赤壁 之战");
+        // Only complete maps whose script could be read are remembered.
+        QCOMPARE(QString::fromStdString(maps.cached()), QStringLiteral("A b 赤壁_之战 "));
+        QVERIFY(scanMapCatalog(maps.base / "none", maps.cache).empty() && maps.cached() == "A b 赤壁_之战 ");
+    }
+
+    void generatedMapsAreAllKnown() {
+        const MapRoot maps;
+        mapgen::MapSet set;
+        set.count = 48;
+        std::string error;
+        QVERIFY(mapgen::writeMaps(maps.root, set, error));
+        const std::vector<MapInfo> scan = scanMapCatalog(maps.root, maps.cache);
+        QCOMPARE(scan.size(), set.count);
+        for (std::size_t i = 0; i < set.count; ++i) {
+            const mapgen::SampleMap sample = mapgen::makeMap(set, i);
+            const MapInfo* map = findMapByName(scan, QString::fromStdString(sample.name));
+            QVERIFY(map != nullptr);
+            QVERIFY(map->mapFilePath.empty() || (map->displayName == sample.title && !map->optionIds.empty()));
+        }
+        const std::string order = maps.names(scan);
+        QCOMPARE(maps.scanned(), order);
+        const std::vector<MapInfo> cached = loadCachedCatalog(maps.root, maps.cache);
+        const auto complete = std::count_if(scan.begin(), scan.end(), [](const MapInfo& map) {
+            return !map.mapFilePath.empty() && !map.oFilePath.empty();
+        });
+        QVERIFY(static_cast<std::ptrdiff_t>(cached.size()) == complete && cached.size() < scan.size());
+    }
+
+    void fingerprintsSurviveUntilAFileChanges() {
+        const MapRoot maps;
+        maps.addMap("one");
+        maps.write("two/two.map", "");
+        maps.write("two/two.o", "");
+        for (MapInfo& map : scanMapCatalog(maps.root, maps.cache)) {
+            QVERIFY(!hasFingerprint(map) && computeMapFingerprint(map, maps.cache));
+            QCOMPARE(map.fingerprintAlgo, std::string("sha256-map-o-v1"));
+            if (map.name == "two") {
+                QCOMPARE(map.fingerprint, "sha256:" + kEmptyDigest + ":" + kEmptyDigest);
+            }
+        }
+        QCOMPARE(maps.scanned(), std::string("one+ two+ "));
+        QCOMPARE(maps.cached(), std::string("one+ two+ "));
+        maps.write("two/two.o", "changed");
+        QCOMPARE(maps.cached(), std::string("one+ "));
+        QCOMPARE(maps.scanned(), std::string("one+ two "));
+        fs::remove(maps.root / "two" / "two.o");
+        MapInfo half = scanMapCatalog(maps.root, maps.cache)[1];
+        QVERIFY(!computeMapFingerprint(half, maps.cache) && half.fingerprint.empty());
+        MapInfo unnamed;
+        QVERIFY(!computeMapFingerprint(unnamed, maps.cache));
+        QCOMPARE(maps.cached(), std::string("one+ "));
+        // Lines of another root are not believed.
+        QVERIFY(loadCachedCatalog(maps.base, maps.cache).empty());
+        QVERIFY(loadCachedCatalog(maps.root / ".." / "map", maps.cache).size() == 1);
+    }
+
+    void cacheLinesComeBack() {
+        const MapRoot maps;
+        const MapCacheEntry entry = fullEntry();
+        const std::string text = lineOf(maps, entry);
+        const MapCatalogCache table = readCatalogCache(maps.cache);
+        QCOMPARE(table.size(), std::size_t(1));
+        QCOMPARE(lineOf(maps, table.begin()->second), text);
+        const MapCacheEntry& back = table.begin()->second;
+        QVERIFY(back.name == entry.name && back.displayName == entry.displayName && back.sides == entry.sides &&
+                back.optionValues == entry.optionValues && back.optionLabels == entry.optionLabels &&
+                back.mapFileSize == entry.mapFileSize && back.slots[1].slotLabel == ",;:=" && back.slots[0].locked);
+        QCOMPARE(std::count(text.begin(), text.end(), '\t'), std::ptrdiff_t(19));
+        QVERIFY(fs::directory_iterator(maps.cache)->path().filename() == "map_catalog_cache.json");
+    }
+
+    void badLinesAreSkipped_data() {
+        QTest::addColumn<int>("field");
+        QTest::addColumn<QByteArray>("value");
+        QTest::addColumn<bool>("usable");
+        QTest::newRow("as it is") << 10 << QByteArray() << true;
+        QTest::newRow("no number") << 2 << QByteArray("x") << false;
+        QTest::newRow("out of range") << 3 << QByteArray("99999999999999999999") << false;
+        QTest::newRow("trailing garbage counts") << 3 << QByteArray(" \t-7abc").replace('\t', ' ') << true;
+        QTest::newRow("count beyond 32 bits") << 13 << QByteArray("4294967297") << false;
+        QTest::newRow("slot number") << 15 << QByteArray("x,,0,35,1,,1") << false;
+        QTest::newRow("short slot piece") << 15 << QByteArray("1,2;1,,0,35,1,,1") << true;
+        QTest::newRow("empty name") << 0 << QByteArray() << false;
+        QTest::newRow("reserved field") << 10 << QByteArray("anything") << true;
+        QTest::newRow("21 fields") << 19 << QByteArray("\tmore") << true;
+        QTest::newRow("22 fields") << 19 << QByteArray("\tmore\tyet") << false;
+    }
+    void badLinesAreSkipped() {
+        QFETCH(const int, field);
+        QFETCH(const QByteArray, value);
+        QFETCH(const bool, usable);
+        const MapRoot maps;
+        QList<QByteArray> fields = QByteArray::fromStdString(lineOf(maps, fullEntry())).split('\n')[1].split('\t');
+        fields[field] = value;
+        const std::string good = "good\t/g\t1\t1\t/o\t1\t1\t\t\t\t\t";
+        const std::string bad = fields.join('\t').toStdString();
+        maps.writeCache("# map catalog cache v3\n#comment\n\n" + bad + "\n" + good);
+        const MapCatalogCache table = readCatalogCache(maps.cache);
+        QVERIFY(table.count("good|/g") == 1 && table.at("good|/g").displayName.empty());
+        QCOMPARE(table.size(), std::size_t(usable ? 2 : 1));
+        for (const char* head : {"# map catalog cache v2\n", "# map catalog cache v3\r\n", ""}) {
+            maps.writeCache(head + bad);
+            QVERIFY(readCatalogCache(maps.cache).empty());
+        }
+    }
+
+    void fieldsDecodeLeniently() {
+        QCOMPARE(unescapeCacheField("a\\tb\\x\\"), std::string("a\tbx\\"));
+        QVERIFY(hexDecode("4a4B") == "JK" && hexDecode("4") == "" && hexDecode("4g41").empty());
+        QVERIFY((decodeHexList("41,zz,") == std::vector<std::string>{"A", "", ""}));
+        QVERIFY(decodeSlots("1,41,1,35,x,")->at(0).playerId == 0 && decodeSlots("1,41,1,35,x,")->at(0).isPlayerSlot);
+        QVERIFY(decodeOptionValues("41:42;nothing;41:43").at("A") == std::vector<std::string>{"C"});
+        QVERIFY(decodeOptionLabels("41=42").at("A") == "B" && decodeUnsigned("-1") == ~std::uint64_t(0));
+    }
+
+    void aCacheThatCannotBeWrittenDoesNoHarm() {
+        const MapRoot maps;
+        maps.addMap("one");
+        QVERIFY(platform::writeWholeFile(maps.cache, "a file where the folder should be"));
+        QCOMPARE(maps.scanned(), std::string("one "));
+        QCOMPARE(maps.cached(), std::string());
+        fs::remove(maps.cache);
+        fs::create_directories(maps.cache / "map_catalog_cache.json");  // cannot be replaced by a file
+        QCOMPARE(maps.scanned(), std::string("one "));
+        QCOMPARE(std::distance(fs::directory_iterator(maps.cache), fs::directory_iterator()), std::ptrdiff_t(1));
+    }
+
+    void fullDiskLeavesTheOldCache() {
+        MapRoot maps;
+        fs::create_directories(maps.cache);
+        const QString folder = QString::fromStdString(platform::pathToUtf8(maps.cache));
+        const QStringList options{QStringLiteral("-t"),       QStringLiteral("tmpfs"), QStringLiteral("-o"),
+                                  QStringLiteral("size=64k"), QStringLiteral("tmpfs"), folder};
+        if (QProcess::execute(QStringLiteral("mount"), options) != 0) {
+            QSKIP("no small disk can be mounted here");
+        }
+        maps.addMap("one");
+        QCOMPARE(maps.scanned(), std::string("one "));
+        const std::string before = maps.cacheText();
+        maps.addMap("big", "side1_name=\"" + std::string(100'000, 'x') + "\"");
+        const std::string names = maps.scanned();
+        const std::string after = maps.cacheText();
+        const auto left = std::distance(fs::directory_iterator(maps.cache), fs::directory_iterator());
+        QProcess::execute(QStringLiteral("umount"), {folder});
+        QCOMPARE(names, std::string("big one "));
+        QCOMPARE(after, before);
+        QCOMPARE(left, std::ptrdiff_t(1));
+    }
+
+    void locatingFiles_data() {
+        QTest::addColumn<QStringList>("files");
+        QTest::addColumn<QString>("found");
+        QTest::newRow("exact, even of a working copy's name")
+            << QStringList{QStringLiteral("y.bak.map"), QStringLiteral("a.map")} << QStringLiteral("a.map");
+        QTest::newRow("lower-cased order")
+            << QStringList{QStringLiteral("B.map"), QStringLiteral("a.MAP")} << QStringLiteral("a.MAP");
+        QTest::newRow("working copies") << QStringList{QStringLiteral("before_x.map"), QStringLiteral("q.map.old"),
+                                                       QStringLiteral("x.TMP.map")}
+                                        << QString();
+        QTest::newRow("other extension") << QStringList{QStringLiteral("y.o"), QStringLiteral("y.mapx")} << QString();
+        QTest::newRow("exact first") << QStringList{QStringLiteral("a.map"), QStringLiteral("y.map")}
+                                     << QStringLiteral("y.map");
+    }
+    void locatingFiles() {
+        QFETCH(const QStringList, files);
+        const MapRoot maps;
+        for (const QString& file : files) {
+            maps.write("y/" + file.toStdString(), "");
+        }
+        const fs::path found = locateMapFile(maps.root / "y", "y", ".map");
+        QTEST(QString::fromStdString(platform::pathToUtf8(found.filename())), "found");
+    }
+
+    void smallRules() {
+        QVERIFY(deriveDisplayName("__--__", "x/Folder") == "Folder" && deriveDisplayName("_a-b_", "x") == "a b");
+        QVERIFY(defaultSideName(3, 5) == "蜀国" && defaultSideName(4, 5) == "魏国" && defaultSideName(1, 1) == "蜀国");
+        const auto consistent = [](const char* type, bool open, int playerId) {
+            return slotsAreConsistent({MapSlot{1, playerId, "", false, type, open, ""}});
+        };
+        QVERIFY(consistent("7", true, 1) && !consistent("7", true, 0) && !consistent("35", false, 1) &&
+                !consistent("32", true, 1) && consistent("05", false, 1));
+        const MapRoot maps;
+        maps.write("f", "abc");
+        const std::int64_t stamp = fileWriteStamp(maps.root / "f");
+        QVERIFY(stamp != 0 && fileMatchesRecord(maps.root / "f", 3, stamp) && fileWriteStamp(maps.root / "g") == 0);
+        QVERIFY(!fileMatchesRecord(maps.root / "f", 4, stamp) && !fileMatchesRecord(maps.root / "f", 3, stamp + 100));
+    }
+
+    void findingARoomsMap() {
+        std::vector<MapInfo> catalog(3);
+        catalog[0].name = "one";
+        catalog[1].name = "two";
+        catalog[1].displayName = "二";
+        catalog[2].displayName = "一";
+        const auto index = [&catalog](const char* id, const char* name) {
+            const MapInfo* map = findMapForRoom(catalog, QString::fromUtf8(id), QString::fromUtf8(name));
+            return map == nullptr ? -1 : static_cast<int>(map - catalog.data());
+        };
+        QVERIFY(index("two", "一") == 1 && index("none", "一") == 2 && index("", "") == -1 && index("Two", "") == -1);
+        QVERIFY(findMapByName(catalog, QString()) == nullptr &&
+                findMapByName(catalog, QStringLiteral("one")) != nullptr);
+    }
+};
+
+NETPLAY_TEST(CatalogTest);
+#include "catalog_test.moc"

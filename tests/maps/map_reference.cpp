@@ -1,0 +1,189 @@
+#include "maps/map_reference.h"
+
+#include "maps/map_options.h"
+#include "maps/map_records.h"
+#include "maps/map_script.h"
+#include "maps/map_text.h"
+
+#include <regex>
+
+using namespace NetPlay;
+
+namespace {
+
+const std::regex kSideName("side(\\d+)_name\\s*=\\s*\"([^\"]+)\"");
+const std::regex kSideNum("side(\\d+)_num\\s*=\\s*(\\d+)");
+const std::regex kBarSelect("bar(\\d+)_select_type\\s*=\\s*(\\d+)");
+const std::regex kBarName("bar(\\d+)_name\\s*=\\s*\"([^\"]*)\"");
+const std::regex kBarPlayer("bar(\\d+)_player_id\\s*=\\s*(\\d+)");
+const std::regex kPlayerNum("PLAYER_NUM=(\\d+)");
+const std::regex kModeNum("PLAYER_MODE_NUM=\\d+\\r?\\n");
+const std::regex kStarred("\xE2\x98\x85([^\\r\\n]+?)\xE2\x98\x85");
+
+template<typename Visit>
+void forEachMatch(const std::string& text, const std::regex& regex, Visit visit) {
+    for (std::sregex_iterator match(text.begin(), text.end(), regex), end; match != end; ++match) {
+        visit(*match);
+    }
+}
+
+std::size_t findControl(const std::string& text, std::size_t from) {
+    for (std::size_t i = from; i < text.size(); ++i) {
+        if (static_cast<unsigned char>(text[i]) < 0x20) {
+            return i;
+        }
+    }
+    return std::string::npos;
+}
+
+std::string span(const std::string& text, std::size_t begin, std::size_t end, std::size_t limit) {
+    return text.substr(begin, end == std::string::npos ? limit : end - begin);
+}
+
+void parseScript(const std::string& text, MapInfo& map) {
+    std::smatch first;
+    int playerNum = 0;
+    if (std::regex_search(text, first, kPlayerNum)) {
+        playerNum = std::stoi(first[1]);
+    }
+    std::map<int, std::string> sideName, barSelect, barName;
+    std::map<int, int> barPlayerId;
+    std::vector<std::pair<int, int>> sideSizes;
+    forEachMatch(text, kSideName, [&](const std::smatch& m) { sideName[std::stoi(m[1])] = cleanMapText(m[2].str()); });
+    forEachMatch(text, kSideNum,
+                 [&](const std::smatch& m) { sideSizes.emplace_back(std::stoi(m[1]), std::stoi(m[2])); });
+    forEachMatch(text, kBarSelect, [&](const std::smatch& m) { barSelect[std::stoi(m[1])] = m[2]; });
+    forEachMatch(text, kBarName, [&](const std::smatch& m) { barName[std::stoi(m[1])] = cleanMapText(m[2].str()); });
+    forEachMatch(text, kBarPlayer, [&](const std::smatch& m) { barPlayerId[std::stoi(m[1])] = std::stoi(m[2]); });
+    std::sort(sideSizes.begin(), sideSizes.end());
+    map.slotCount = std::max(1, playerNum);
+    for (const auto& [number, value] : barSelect) {
+        map.slotCount = std::max(map.slotCount, number);
+    }
+    for (const auto& [number, value] : barName) {
+        map.slotCount = std::max(map.slotCount, number);
+    }
+    for (const auto& [number, value] : barPlayerId) {
+        map.slotCount = std::max(map.slotCount, number);
+    }
+    if (map.slotCount > kMaxSlots) {
+        throw std::out_of_range("slots");
+    }
+    bool known = !barSelect.empty();
+    for (const auto& [number, type] : barSelect) {
+        known = known && (isPlayerSelectType(type) || isClosedSelectType(type));
+    }
+    map.maxPlayers = 0;
+    for (int i = 1; i <= map.slotCount; ++i) {
+        MapSlot slot{i,
+                     barPlayerId.count(i) ? barPlayerId[i] : i,
+                     defaultSideName(i, map.slotCount),
+                     false,
+                     barSelect.count(i) ? barSelect[i]
+                     : known            ? "0"
+                                        : "5",
+                     false,
+                     barName.count(i) ? barName[i] : ""};
+        long long total = 0;
+        for (const auto& [side, size] : sideSizes) {
+            if (i > total && i <= total + size) {
+                slot.team = sideName.count(side) ? sideName[side] : slot.team;
+                break;
+            }
+            total += size;
+        }
+        slot.isPlayerSlot = isPlayerSelectType(slot.selectType);
+        map.maxPlayers += slot.isPlayerSlot ? 1 : 0;
+        map.slots.push_back(slot);
+    }
+    if (map.maxPlayers == 0) {
+        map.maxPlayers = playerNum != 0 ? playerNum : map.slotCount;
+    }
+    for (const auto& [number, name] : sideName) {
+        map.sides.push_back(name);
+    }
+}
+
+std::string titleBehindOptions(const std::string& text, const MapOptionHeader& header, const OptionValues& values,
+                               std::size_t start) {
+    std::string result;
+    if (header.ids.empty() || values.count(header.ids[0]) == 0) {
+        return result;
+    }
+    const auto mark = [&](const std::string& id) {
+        return "@" + std::to_string(values.at(id).size()) + "#";
+    };
+    const std::string marker = mark(header.ids[0]);
+    for (std::size_t pos = text.find(marker, start); pos != std::string::npos; pos = text.find(marker, pos + 1)) {
+        std::size_t p = pos;
+        bool matches = true;
+        const auto expect = [&](const std::string& word) {
+            matches = matches && text.compare(p, word.size(), word) == 0;
+            p += matches ? word.size() : 0;
+        };
+        for (const std::string& id : header.ids) {
+            if (values.count(id) == 0) {
+                matches = false;
+                break;
+            }
+            expect(mark(id));
+            for (std::size_t v = 0; v < values.at(id).size(); ++v) {
+                expect((v == 0 ? "" : "#") + values.at(id)[v]);
+            }
+        }
+        const auto offer = [&](std::string_view candidate) {
+            if (isPlausibleMapTitle(candidate)) {
+                result = std::string(candidate);
+            }
+        };
+        if (matches) {
+            const std::string clean = cleanMapText(span(text, p, findControl(text, p), 80));
+            offer(trimChars(clean, "#@"));
+        }
+        const std::string clean = cleanMapText(span(text, pos, findControl(text, pos), 240));
+        offer(titleAfterLastValue(trimChars(clean, "#@")));
+    }
+    return result;
+}
+
+void parseTitleAndOptions(const std::string& text, MapInfo& map) {
+    std::smatch match;
+    if (std::regex_search(text, match, kModeNum)) {
+        const auto begin = static_cast<std::size_t>(match.position() + match.length());
+        const std::size_t mark = text.find('\x05', begin);
+        const std::string area =
+            cleanMapText(span(text, begin, mark == std::string::npos ? text.find("#T#", begin) : mark, 600));
+        if (std::regex_search(area, match, kStarred)) {
+            const std::string title = "\xE2\x98\x85" + match[1].str() + "\xE2\x98\x85";
+            map.displayName = isPlausibleMapTitle(title) ? title : map.displayName;
+        }
+    }
+    const std::size_t header = text.find("#T#");
+    if (header == std::string::npos) {
+        return;
+    }
+    const std::size_t headerEnd = findControl(text, header);
+    const MapOptionHeader options = parseOptionHeader(span(text, header, headerEnd, 300));
+    const std::size_t lists = text.find('@', headerEnd == std::string::npos ? header : headerEnd);
+    if (lists == std::string::npos) {
+        return;
+    }
+    const OptionValues values = parseOptionValues(span(text, lists, findControl(text, lists), 500), options.ids);
+    for (const std::string& id : options.ids) {
+        if (values.count(id) != 0) {
+            map.optionLabels[id] = options.labels.at(id);
+            map.optionIds.push_back(id);
+        }
+    }
+    map.optionValues = values;
+    const std::string title = titleBehindOptions(text, options, values, lists);
+    map.displayName = title.empty() ? map.displayName : title;
+}
+
+}  // namespace
+
+void referenceParse(const std::string& bytes, MapInfo& map) {
+    const std::string text = decodeMapText(bytes);
+    parseScript(text, map);
+    parseTitleAndOptions(text, map);
+}
