@@ -1,0 +1,89 @@
+#include "launch/config_patcher.h"
+
+#include "launch/decimal.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "settings/paths.h"
+
+#include <chrono>
+#include <optional>
+#include <thread>
+
+namespace {
+
+constexpr int kLockTries = 20;
+constexpr std::chrono::milliseconds kLockPause{100};
+constexpr std::uint64_t kMaxConfigBytes = 1 << 22;  // 4 MiB
+
+std::optional<platform::ExclusiveFile> takeLock(const std::u16string& lockPath) {
+    for (int attempt = 0; attempt < kLockTries; ++attempt) {
+        if (std::optional<platform::ExclusiveFile> lock =
+                platform::ExclusiveFile::tryOpen(platform::toPath(lockPath))) {
+            return lock;
+        }
+        std::this_thread::sleep_for(kLockPause);
+    }
+    return std::nullopt;
+}
+
+// An unreadable file counts as empty. Only one that is too long is refused: its lines would be lost otherwise.
+bool readConfig(const std::filesystem::path& path, std::string& text) {
+    if (platform::readWholeFile(path, text, kMaxConfigBytes)) {
+        return true;
+    }
+    const std::optional<platform::FileStatus> status = platform::fileStatus(path);
+    return !status || status->size <= static_cast<std::int64_t>(kMaxConfigBytes);
+}
+
+bool rewriteConfig(const std::u16string& configPath, const ConfigValues& values) {
+    const std::filesystem::path path = platform::toPath(configPath);
+    std::string text;
+    if (!readConfig(path, text)) {
+        return false;
+    }
+    const std::string patched = patchConfigText(std::move(text), values);
+    // A text that the next patch would refuse is not written.
+    if (patched.size() > kMaxConfigBytes) {
+        return false;
+    }
+    const std::filesystem::path temporary =
+        platform::toPath(configPath + u"." + decimalText(platform::currentProcessId()) + u".tmp");
+    return platform::writeWholeFile(temporary, patched) && platform::replaceFile(temporary, path);
+}
+
+}  // namespace
+
+bool patchConfigLua(const std::u16string& dataRoot, std::int32_t slot, std::int32_t mapOptionDisplay,
+                    const MapOptionPairs& mapOptions, std::u16string& lastError) {
+    const std::u16string configPath = joinPath(dataRoot, u"config.lua");
+    const std::u16string lockPath = configPath + u".lock";
+    const std::optional<platform::ExclusiveFile> lock = takeLock(lockPath);
+    if (!lock) {
+        lastError = u"could not acquire config lock: " + lockPath;
+        return false;
+    }
+    restoreConfigIfEmpty(dataRoot, configPath, slot);
+    if (!rewriteConfig(configPath, {slot, mapOptionDisplay, mapOptions})) {
+        lastError = u"failed to update config.lua: " + configPath;
+        return false;
+    }
+    return true;
+}
+
+std::filesystem::path newestConfigBackup(const std::u16string& dataRoot) {
+    return platform::newestFile(platform::toPath(dataRoot), "config.lua", ".bak");
+}
+
+void restoreConfigIfEmpty(const std::u16string& dataRoot, const std::u16string& configPath, std::int32_t slot) {
+    const std::filesystem::path path = platform::toPath(configPath);
+    const std::optional<platform::FileStatus> status = platform::fileStatus(path);
+    if (status && status->size != 0) {
+        return;
+    }
+    const std::filesystem::path backup = newestConfigBackup(dataRoot);
+    if (backup.empty()) {
+        platform::writeWholeFile(path, defaultConfigText(slot));
+    } else {
+        platform::copyFile(backup, path);
+    }
+}

@@ -1,0 +1,223 @@
+#include "launch/game_launcher.h"
+
+#include "launch/command_line.h"
+#include "launch/config_patcher.h"
+#include "launch/decimal.h"
+#include "launch/game_setting_patcher.h"
+#include "launch/launch_block.h"
+#include "launch/launcher_log.h"
+#include "launch/map_script.h"
+#include "platform/environment.h"
+#include "platform/game_window.h"
+#include "settings/paths.h"
+
+#include <chrono>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr milliseconds kPreviousGameWait{3000};
+constexpr milliseconds kStoppedGameWait{500};
+constexpr int kWindowRounds = 80;
+constexpr milliseconds kWindowPause{250};
+constexpr std::size_t kLayerBufferUnits = 4096;
+
+void stopGameByPath(const std::u16string& path) {
+    platform::stopProcessesByPath(u"game.exe", path);
+}
+
+bool createGameProcess(const std::u16string& exePath, const std::u16string& commandLine,
+                       const std::u16string& workingDirectory, platform::Process& process, std::u16string& error) {
+    platform::ProcessStartResult started = platform::startProcess({exePath, commandLine, workingDirectory});
+    if (started.error != 0) {
+        error = u"CreateProcess failed, error=" + decimalText(started.error);
+        return false;
+    }
+    process = std::move(started.process);
+    return true;
+}
+
+std::u16string playerNameFor(const GameLaunchRequest& request) {
+    if (!request.playerName.empty()) {
+        return request.playerName;
+    }
+    return request.slot == 1 ? u"PMPlayer" : u"PMPlayer" + decimalText(request.slot);
+}
+
+}  // namespace
+
+// What the steps find out for each other.
+struct GameLauncher::Plan {
+    std::u16string dataRoot;
+    std::u16string gamePath;
+    std::u16string startupMap;
+    std::u16string scriptPath;
+    std::u16string playerName;
+    std::u16string mappingName;
+};
+
+bool GameLauncher::launch(const GameLaunchRequest& request) {
+    logRoot_ = request.clientRoot;
+    lastError_.clear();
+    Plan plan;
+    plan.dataRoot = request.dataRoot.empty() ? findDataRoot(request.clientRoot) : request.dataRoot;
+    plan.gamePath = joinPath(joinPath(plan.dataRoot, u"core"), u"game.exe");
+    endPreviousGame(plan.gamePath);
+    if (!checkRequest(request, plan) || !prepareFiles(request, plan)) {
+        return false;
+    }
+    plan.mappingName = makeMappingName(request.sessionId, request.slot);
+    if (!shareBlock(request, plan) || !startGame(request, plan)) {
+        return false;
+    }
+    log(u"game started PID=" + decimalText(processId_) + u" MapName=" + plan.mappingName);
+    if (request.windowX >= 0 && request.windowY >= 0) {
+        placeWindow(request);
+    }
+    return true;
+}
+
+void GameLauncher::endPreviousGame(const std::u16string& gamePath) {
+    if (process_.isOpen() && !process_.waitForEnd(kPreviousGameWait)) {
+        log(u"previous game still running after 3s, force-stopping " + gamePath);
+        stopGameByPath(gamePath);
+        process_.waitForEnd(kStoppedGameWait);
+    }
+    releaseHandles();
+}
+
+bool GameLauncher::checkRequest(const GameLaunchRequest& request, Plan& plan) {
+    std::u16string error;
+    if (!resolveMapScript(plan.dataRoot, request, plan.startupMap, plan.scriptPath, error)) {
+        return fail(error);
+    }
+    log(u"start DataRoot=" + plan.dataRoot + u" Host=" + request.gameHost + u":" + decimalText(request.gamePort) +
+        u" Map=" + request.mapName + u" StartupMap=" + plan.startupMap + u" Script=" + plan.scriptPath + u" Slot=" +
+        decimalText(request.slot) + u" UserId=" + decimalText(request.userId) + u" Session=" +
+        decimalText(request.sessionId));
+    if (!fileExists(plan.gamePath)) {
+        return fail(u"game.exe not found: " + plan.gamePath);
+    }
+    if (request.mapScriptPath.empty() && !fileExists(plan.scriptPath)) {
+        return fail(u"map file not found: " + plan.scriptPath);
+    }
+    plan.playerName = playerNameFor(request);
+    if (plan.playerName.size() > kMaxPlayerNameUnits) {
+        return failUnlogged(u"PlayerName too long (max 15): " + plan.playerName);
+    }
+    if (plan.startupMap.size() > kMaxMapNameUnits) {
+        return failUnlogged(u"MapName too long (max 31): " + plan.startupMap);
+    }
+    return true;
+}
+
+bool GameLauncher::prepareFiles(const GameLaunchRequest& request, const Plan& plan) {
+    if (request.restartExisting) {
+        log(u"restart requested, stopping old game process for " + plan.gamePath);
+        stopGameByPath(plan.gamePath);
+    }
+    std::u16string error;
+    if (!patchConfigLua(plan.dataRoot, request.slot, request.mapOptionDisplay, request.mapOptions, error)) {
+        return fail(error);
+    }
+    if (!request.patchGameSetting) {
+        log(u"config prepared (GameSetting.inf unchanged)");
+        return true;
+    }
+    const std::int32_t width = request.settingWidth >= 1 ? request.settingWidth : request.windowWidth;
+    const std::int32_t height = request.settingHeight >= 1 ? request.settingHeight : request.windowHeight;
+    if (!patchGameSetting(plan.dataRoot, width, height, request.displayMode, &error)) {
+        return fail(error);
+    }
+    log(u"config prepared");
+    return true;
+}
+
+bool GameLauncher::shareBlock(const GameLaunchRequest& request, const Plan& plan) {
+    GameLaunchRequest handed = request;
+    handed.mapName = plan.startupMap;
+    std::vector<std::uint8_t> block;
+    std::u16string error;
+    if (!buildLaunchBlock(handed, plan.playerName, block, error)) {
+        return fail(error);
+    }
+    if (const std::uint32_t number = mapping_.create(plan.mappingName, block.size()); number != 0) {
+        return failUnlogged(u"CreateFileMapping failed, error=" + decimalText(number));
+    }
+    const std::string_view bytes(reinterpret_cast<const char*>(block.data()), block.size());
+    if (const std::uint32_t number = mapping_.write(bytes); number != 0) {
+        releaseHandles();
+        return failUnlogged(u"MapViewOfFile failed, error=" + decimalText(number));
+    }
+    return true;
+}
+
+bool GameLauncher::startGame(const GameLaunchRequest& request, const Plan& plan) {
+    const std::u16string commandLine = buildCommandLine({plan.gamePath, u"MemoryMapName=" + plan.mappingName});
+    std::u16string error;
+    bool started = false;
+    {
+        std::optional<platform::ScopedEnvironmentVariable> layer;
+        if (request.compatibilityMode || request.dpiAware) {
+            layer.emplace(u"__COMPAT_LAYER", request.compatibilityMode ? u"HIGHDPIAWARE WIN7RTM" : u"HIGHDPIAWARE",
+                          kLayerBufferUnits);
+            log(request.compatibilityMode ? u"compatibility mode enabled" : u"dpi-aware mode enabled");
+        }
+        started = createGameProcess(plan.gamePath, commandLine, plan.dataRoot, process_, error);
+    }
+    if (!started) {
+        releaseHandles();
+        return fail(u"failed to launch game.exe: " + error);
+    }
+    processId_ = process_.id();
+    return true;
+}
+
+void GameLauncher::placeWindow(const GameLaunchRequest& request) {
+    const platform::WindowPlacement placement{request.windowX, request.windowY, request.windowWidth,
+                                              request.windowHeight, request.displayMode != 0};
+    // The pause between two rounds ends early with the game.
+    milliseconds pause{0};
+    for (int round = 0; round < kWindowRounds && !process_.waitForEnd(pause); ++round) {
+        if (platform::placeMainWindow(processId_, placement) != platform::WindowOutcome::notFound) {
+            return;
+        }
+        pause = kWindowPause;
+    }
+}
+
+platform::ProcessId GameLauncher::pid() const {
+    return processId_;
+}
+
+std::u16string GameLauncher::lastError() const {
+    return lastError_;
+}
+
+void GameLauncher::closeProcess() {
+    process_.close();
+}
+
+void GameLauncher::releaseHandles() {
+    process_.close();
+    processId_ = 0;
+    mapping_.close();
+}
+
+void GameLauncher::log(const std::u16string& message) const {
+    launcherLog(logRoot_, message);
+}
+
+bool GameLauncher::fail(const std::u16string& sentence) {
+    log(u"ERROR " + sentence);
+    return failUnlogged(sentence);
+}
+
+bool GameLauncher::failUnlogged(const std::u16string& sentence) {
+    lastError_ = sentence;
+    return false;
+}

@@ -1,0 +1,50 @@
+// Starts the game and holds what the running game needs.
+#pragma once
+
+#include "launch/game_launch_request.h"
+#include "platform/process.h"
+#include "platform/shared_memory.h"
+
+#include <cstdint>
+#include <string>
+
+// One long-lived object. The shared block and the process of the last launch stay held until the next launch or the
+// object's end. Not thread-safe: one launch at a time, and no other call meanwhile.
+class GameLauncher {
+public:
+    // Does everything from the request to a running game: ends the previous game, checks names and paths, patches the
+    // game's files, hands over the launch block and creates the process. False leaves one English sentence in
+    // lastError(). Blocks for seconds at worst (the config lock, the previous game, the wait for a window), so it
+    // belongs on a worker.
+    bool launch(const GameLaunchRequest& request);
+
+    // 0 when no game was started by the last launch.
+    platform::ProcessId pid() const;
+    // Empty after a success.
+    std::u16string lastError() const;
+    // Lets go of the process of a game that has ended; the shared block and pid() stay.
+    void closeProcess();
+
+private:
+    struct Plan;
+
+    // The steps of a launch, in their order. Those that can fail leave lastError_ and, where the log is to tell, a
+    // line.
+    void endPreviousGame(const std::u16string& gamePath);
+    bool checkRequest(const GameLaunchRequest& request, Plan& plan);
+    bool prepareFiles(const GameLaunchRequest& request, const Plan& plan);
+    bool shareBlock(const GameLaunchRequest& request, const Plan& plan);
+    bool startGame(const GameLaunchRequest& request, const Plan& plan);
+    void placeWindow(const GameLaunchRequest& request);
+
+    void releaseHandles();
+    void log(const std::u16string& message) const;
+    bool fail(const std::u16string& sentence);
+    bool failUnlogged(const std::u16string& sentence);
+
+    platform::SharedMemory mapping_;
+    platform::Process process_;
+    platform::ProcessId processId_ = 0;
+    std::u16string logRoot_;
+    std::u16string lastError_;
+};
