@@ -1,0 +1,221 @@
+#include "devlobby/lobby.h"
+#include "support/test_registry.h"
+
+#include <QCoreApplication>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <functional>
+
+namespace {
+
+// The texts behind several paths of keys and positions such as "room/slot_meta/0/name"; an array as JSON.
+QString texts(const QJsonObject& json, const QString& paths) {
+    QStringList found;
+    for (const QString& path : paths.split(QLatin1Char(' '))) {
+        QJsonValue value = json;
+        for (const QString& step : path.split(QLatin1Char('/'))) {
+            value = value.isArray() ? value[step.toInt()] : value[step];
+        }
+        const QByteArray array = QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact);
+        found += value.isArray() ? QString::fromUtf8(array) : value.toVariant().toString();
+    }
+    return found.join(QLatin1Char(' '));
+}
+
+// Slot 1 locked, 2 and 4 for players, 3 a computer; the creator sits in slot 2.
+const char kRoom[] = R"({"room":{"name":"房间","map_id":"10078","max_players":4,"password":"pw",
+    "slot_meta":[{"slot":1,"locked":true},{"slot":2,"player_id":12},{"slot":3,"computer":true},{"slot":4,"player_id":99}],
+    "map_options":{"o":"v"},"player_slots":[{"slot":2,"ready":true}]}})";
+
+// The host asks as 0, the guest as 1, and a stranger as 2.
+const char kRefusals[] = R"(2 rooms/1/join => wrong room password
+2 rooms/1/join {"password":"pw"} => room is full
+0 rooms/1/dance => no such action
+0 nowhere => no such endpoint
+0 rooms => map_id or max_players is missing
+0 rooms {"room":{"map_id":"1","max_players":2,"slot_meta":[{"slot":1},{"slot":1}]}} => slot_meta must name different slots from 1 to 22
+0 rooms {"room":{"map_id":"1","max_players":2}} => the creator's slot is not free
+1 rooms/1/start => only the host may do that
+0 rooms/1/start {"pm_host":"26.1.2.3","pm_port":40001} => not everybody is ready
+0 rooms/1/kick {"target_slot":2} => no other player in that slot
+1 rooms/1/move-slot {"target_slot":1} => slot is locked
+1 rooms/1/move-slot {"target_slot":2} => slot is taken
+1 rooms/1/move-slot {"target_slot":3} => slot is taken
+1 rooms/1/move-slot {"target_slot":4.5} => no such slot
+0 rooms/1/lock-slot {"slot":4} => slot is taken
+0 rooms/1/slot-meta {"slot":1,"mode":"x"} => mode must be player, computer or observer
+0 rooms/1/map-options {"map_options":{"a":1}} => map_options or map_option_indexes is wrong
+1 rooms/1/ready {"ready":"yes"} => ready must be true or false
+1 rooms/1/chat {"text":"  "} => text must have 1 to 300 characters
+1 rooms/1/launch-done {"user_id":10002,"pid":1} => game not started
+0 login {"password":"wrong"} => wrong username or password
+0 register {"password":"p"} => username is taken)";
+
+// On a fresh lobby whose matches last five seconds.
+const char* const kStories[] = {R"(1 rooms/1/ready {"ready":true}
+0 rooms/1/start {"pm_host":"26.1.2.3","pm_port":40001}
+2 rooms/1/join {"password":"pw"} => game already started
+1 rooms/1/ready {"ready":true} => game already started
+1 rooms/1/launch-done {"user_id":10001,"pid":1} => user_id or pid is wrong
++5000
+0 rooms/1/detail => room/status => waiting
+0 rooms/1/leave
+1 rooms/1/detail => room/host room/owner => 乙 乙
+1 rooms ROOM
+0 rooms/1/detail => room not found)",
+                                R"(0 rooms/1/unlock-slot {"slot":1}
+1 rooms/1/move-slot {"target_slot":1}
+0 rooms/1/lock-slot {"slot":4}
+0 rooms/1/slot-meta {"slot":3,"mode":"player"}
+1 rooms/1/heartbeat
++2040
+1 rooms/1/heartbeat
+0 rooms/1/transfer-host {"target_slot":1}
++8000
+0 rooms/1/heartbeat
++1
+2 rooms/1/detail => room/host room/slot_meta/0/name room/slot_meta/0/latency_ms => 乙 乙 40
+2 rooms/1/detail => room/slot_meta/0/online room/slot_meta/1/online => false true
+2 rooms/1/detail => room/slot_meta/2/computer room/slot_meta/3/locked => false true
+1 rooms/1/kick {"target_slot":2}
+0 rooms/1/ready {"ready":true} => not in room)"};
+
+}  // namespace
+
+class DevlobbyTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    // The whole way of a match through the real program; the rules' finer points are tested without the network.
+    void matchOverHttp() {
+        QProcess server;
+        const QString options = QStringLiteral("--port 0 --exit-with-stdin --launch-delay-ms 250 --account host:p:1");
+        server.start(QCoreApplication::applicationDirPath() + QStringLiteral("/devlobby"),
+                     options.split(QLatin1Char(' ')));
+        QVERIFY(server.waitForStarted());
+        QVERIFY(QTest::qWaitFor([&server] { return server.canReadLine(); }, 30000));
+        const QString greeting = QString::fromLatin1(server.readLine()).trimmed();
+        QVERIFY2(greeting.startsWith(QStringLiteral("devlobby listening on http://127.0.0.1:")), qPrintable(greeting));
+
+        QNetworkAccessManager network;
+        post_ = [&](const QString& path, const QByteArray& body) {
+            QNetworkRequest request{QUrl(greeting.section(QLatin1Char(' '), -1) + path)};
+            request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+            QNetworkReply* reply = body.isEmpty() ? network.get(request) : network.post(request, body);
+            QSignalSpy(reply, &QNetworkReply::finished).wait(30000);
+            QJsonObject json = QJsonDocument::fromJson(reply->readAll()).object();
+            json.insert(QStringLiteral("status"), reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt());
+            reply->deleteLater();
+            return json;
+        };
+        const QString rooms = QStringLiteral("/api/lobby/rooms");
+        QCOMPARE(texts(post_(rooms, "{"), QStringLiteral("status")), QStringLiteral("400"));
+        QCOMPARE(texts(post_(rooms, QByteArray((1 << 20) + 1, ' ')), QStringLiteral("status")), QStringLiteral("413"));
+        names_ = QStringList{QStringLiteral("HOST"), QStringLiteral("客人")};
+        const QJsonObject started = play(R"(0 health GET => ok status => true 200
+0 login {"password":"p:1"}
+1 register {"password":"p"}
+0 rooms ROOM => room/id room/host room/has_password => 1 host true
+1 rooms/1/join {"password":"pw"} => room/players => 2/4
+1 rooms/1/chat {"text":"你好"}
+1 rooms/1/ready {"ready":true}
+0 rooms/1/start {"pm_host":"26.1.2.3","pm_port":40001,"map_option_indexes":[{"option":0,"value":1}]})");
+        const QJsonObject seen =
+            play(R"(
+1 rooms/1/detail => room/status room/launch_delay_ms room/pm_host room/pm_port => playing 250 26.1.2.3 40001
+1 rooms/1/detail => room/pm_launch_slots => )"
+                 R"([{"game_slot":12,"lobby_slot":2,"name":"host","pid":0,"slot":2,"user_id":10001},)"
+                 R"({"game_slot":22,"lobby_slot":4,"name":"客人","pid":0,"slot":4,"user_id":10002}])");
+        QCOMPARE(seen, started);
+        const QJsonObject ended =
+            play(R"(1 rooms/1/launch-done {"user_id":10002,"pid":77} => room/pm_launch_slots/1/pid => 77
+0 rooms/1/end => room/pm_launch_slots room/status room/player_slots/1/ready =>  waiting false)");
+        QCOMPARE(play("0 rooms GET").value(QStringLiteral("rooms"))[0], ended.value(QStringLiteral("room")));
+        play("1 rooms/1/leave\n0 logout\n0 rooms/1/detail => status => 401\n0 rooms GET => ok rooms => true []");
+
+        server.closeWriteChannel();
+        QVERIFY(server.waitForFinished());
+        QCOMPARE(server.exitCode(), 0);
+    }
+
+    void refusals() {
+        populate();
+        const QJsonObject before = play("0 rooms/1/detail");
+        play(kRefusals);
+        QCOMPARE(play("0 rooms/1/detail"), before);
+        tokens_[0] = tokens_[1];
+        play("0 rooms/1/detail => login expired");
+    }
+
+    void stories() {
+        for (const char* story : kStories) {
+            populate();
+            play(story);
+        }
+    }
+
+    void memoryStaysBounded() {
+        populate();
+        play(QByteArray("0 rooms/1/chat {\"text\":\"x\"}\n").repeated(201));
+        play("0 rooms/1/detail => room/messages/0/id room/messages/199/id room/messages/200 => 2 201 ");
+        for (int i = 0; i < 997; ++i) {
+            names_[2] = QString::number(i);
+            play(i < 63 ? "2 register {\"password\":\"p\"}\n2 rooms ROOM" : "2 register {\"password\":\"p\"}");
+        }
+        names_[2] = QStringLiteral("one more");
+        play("2 register {\"password\":\"p\"} => too many accounts\n0 rooms ROOM => too many rooms");
+    }
+
+private:
+    // A fresh lobby with 甲 as host of room 1, 乙 in its slot 4 and 丙 outside.
+    void populate() {
+        lobby_ = std::make_unique<Lobby>(LobbyOptions{0, 5});
+        names_ = QStringList{QStringLiteral("甲"), QStringLiteral("乙"), QStringLiteral("丙")};
+        post_ = [this](const QString& path, const QByteArray& body) {
+            LobbyReply reply = lobby_->handle({QStringLiteral("POST"), path, body}, now_);
+            reply.body.insert(QStringLiteral("status"), reply.status);
+            return reply.body;
+        };
+        play("0 register {\"password\":\"p\"}\n1 register {\"password\":\"p\"}\n2 register {\"password\":\"p\"}");
+        play("0 rooms ROOM\n1 rooms/1/join {\"password\":\"pw\"}");
+    }
+
+    // Plays steps, one a line, and gives the last reply. Who asks, path, body, and the refusal that must come; or
+    // paths into the reply and the texts behind them. ROOM stands for kRoom; "+5" lets five milliseconds pass.
+    QJsonObject play(const char* story) {
+        QJsonObject reply;
+        for (const QString& step : QString::fromUtf8(story).split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+            const QStringList parts = step.split(QStringLiteral(" => "));
+            const QStringList words = parts[0].split(QLatin1Char(' '));
+            if (step[0] == QLatin1Char('+')) {
+                now_ += step.toInt();
+                continue;
+            }
+            const int user = words[0].toInt();
+            const QByteArray json = words.mid(2).join(QLatin1Char(' ')).toUtf8().replace("ROOM", kRoom);
+            QJsonObject body = QJsonDocument::fromJson(json).object();
+            body.insert(QStringLiteral("username"), names_[user]);
+            body.insert(QStringLiteral("auth_token"), tokens_[user]);
+            reply = post_(QStringLiteral("/api/lobby/") + words[1], json == "GET" ? "" : QJsonDocument(body).toJson());
+            tokens_[user] = reply.value(QStringLiteral("auth_token")).toString(tokens_[user]);
+            const QString found = texts(reply, parts.size() == 3 ? parts[1] : QStringLiteral("error"));
+            QTest::qCompare(found, parts.mid(1).value(parts.size() - 2), qPrintable(step), "", __FILE__, __LINE__);
+        }
+        return reply;
+    }
+
+    qint64 now_ = 1000;
+    std::unique_ptr<Lobby> lobby_;
+    QStringList names_;
+    QString tokens_[3];
+    // Gives the reply with the HTTP status in "status".
+    std::function<QJsonObject(const QString& path, const QByteArray& body)> post_;
+};
+
+NETPLAY_TEST(DevlobbyTest);
+#include "devlobby_test.moc"

@@ -1,0 +1,102 @@
+#include "platform/shared_memory.h"
+#include "support/test_registry.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QByteArray utf16(const QString& text) {
+    return QByteArray(reinterpret_cast<const char*>(text.utf16()), text.size() * 2);
+}
+
+// Map 演示, host 26.1.2.3:40001, slot 3, session 0xFFFFFFFE, user -2, player 玩家一.
+QByteArray launchBlock() {
+    QByteArray block(1078, '\0');
+    block.replace(2, 4, utf16(QStringLiteral("演示")));
+    block.replace(66, 7, QByteArray::fromHex("1a010203419c03"));
+    block.replace(74, 8, QByteArray::fromHex("fefffffffeffffff"));
+    return block.replace(644, 6, utf16(QStringLiteral("玩家一")));
+}
+
+const char kConfig[] = "-- pm_client_launcher progress guards\r\n-- pm_client_launcher progress guards end\r\n"
+                       "tempConfigLuaMapOptionInfo = { {0 , 1}, {2 , 3},}\r\nSetCurrentControlID(3)\r\n"
+                       "SetCurrentControlID(x)\r\nSetCurrentControlID(5)\r\n"
+                       "function GetMapOptionInfo() return tempConfigLuaMapOptionInfo end\r\n"
+                       "function GetMapOptionDisplay() return 2 end\r\n";
+const char kReport[] = R"({"mapName":"演示","host":"26.1.2.3","port":40001,"slot":3,"sessionId":4294967294,"userId":-2,
+    "playerName":"玩家一","controlId":5,"mapOptions":[[0,1],[2,3]],"mapOptionDisplay":2,"guards":true,
+    "compatLayer":"HIGHDPIAWARE"})";
+
+// Launch block (none at all when empty), start of the argument that names it, the report's error.
+const std::tuple<QByteArray, const char*, const char*> kBadHandouts[] = {
+    {launchBlock().replace(644, 32, QByteArray(32, 'x')), "MemoryMapName=", "the player's name has no proper end"},
+    {launchBlock().replace(60, 1, "x"), "MemoryMapName=", "the map's name has no proper end"},
+    {launchBlock().replace(1077, 1, "x"), "MemoryMapName=", "a reserved byte behind offset 676 is not zero"},
+    {{}, "MemoryMapName=", "there is no launch block of that name"},
+    {launchBlock(), "", "the argument MemoryMapName= is missing"}};
+
+}  // namespace
+
+class StandinGameTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void report() {
+        QFile config(folder_.filePath(QStringLiteral("config.lua")));
+        QVERIFY(config.open(QIODevice::WriteOnly) && config.write(kConfig) > 0);
+        config.close();
+        QJsonObject report = play(launchBlock(), QStringLiteral("MemoryMapName="), 7);
+        QVERIFY(report.take(QStringLiteral("pid")).toInt() > 0);
+        const QString folder = report.take(QStringLiteral("workingDirectory")).toString();
+        QVERIFY(folder.endsWith(folder_.path().section(QLatin1Char('/'), -1)));
+        const QStringList arguments = report.take(QStringLiteral("arguments")).toVariant().toStringList();
+        QCOMPARE(arguments.last(), QStringLiteral("MemoryMapName=") + mapping_);
+        QCOMPARE(report.take(QStringLiteral("blockHex")).toString(), QString::fromLatin1(launchBlock().toHex()));
+        QCOMPARE(report, QJsonDocument::fromJson(kReport).object());
+    }
+
+    void badHandouts() {
+        for (const auto& [block, prefix, error] : kBadHandouts) {
+            const QJsonObject report = play(block, QLatin1String(prefix), 2);
+            QCOMPARE(report.value(QStringLiteral("error")).toString(), QString::fromLatin1(error));
+        }
+    }
+
+private:
+    // Hands the block out and lets the game play until the end file, which is put there once the report is.
+    QJsonObject play(const QByteArray& block, const QString& prefix, int exitCode) {
+        platform::SharedMemory memory;
+        if (!block.isEmpty() && (memory.create(mapping_.toStdU16String(), 1078) || memory.write(block.toStdString()))) {
+            return {};
+        }
+        QFile report(folder_.filePath(QStringLiteral("报告.json")));
+        QFile end(folder_.filePath(QStringLiteral("end")));
+        report.remove();
+        end.remove();
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("STANDIN_GAME_REPORT"), report.fileName());
+        environment.insert(QStringLiteral("STANDIN_GAME_END_FILE"), end.fileName());
+        environment.insert(QStringLiteral("STANDIN_GAME_EXIT_CODE"), QStringLiteral("7"));
+        environment.insert(QStringLiteral("__COMPAT_LAYER"), QStringLiteral("HIGHDPIAWARE"));
+        QProcess game;
+        game.setProcessEnvironment(environment);
+        game.setWorkingDirectory(folder_.path());
+        game.start(QCoreApplication::applicationDirPath() + QStringLiteral("/game.exe"), {prefix + mapping_});
+        const bool played = QTest::qWaitFor([&] { return report.exists(); }, 30000) &&
+                            report.open(QIODevice::ReadOnly) && end.open(QIODevice::WriteOnly) &&
+                            game.waitForFinished() && game.exitCode() == exitCode;
+        return played ? QJsonDocument::fromJson(report.readAll()).object() : QJsonObject();
+    }
+
+    const QTemporaryDir folder_;
+    const QString mapping_ = QStringLiteral("standin_test_%1").arg(QCoreApplication::applicationPid());
+};
+
+NETPLAY_TEST(StandinGameTest);
+#include "standin_game_test.moc"

@@ -1,0 +1,55 @@
+// The development lobby's rules without a network: a request in, a reply out, the time of day given with it.
+#pragma once
+
+#include "devlobby/accounts.h"
+#include "devlobby/room.h"
+
+#include <QByteArray>
+
+#include <memory>
+
+struct LobbyOptions {
+    int launchDelayMs = 0;    // from the start of a match to the start of the games
+    qint64 matchSeconds = 0;  // a match ends by itself after this time; 0: only its host ends it
+};
+
+struct LobbyRequest {
+    QString method;  // "GET" or "POST"
+    QString path;
+    QByteArray body;
+};
+
+struct LobbyReply {
+    int status = 200;  // of HTTP
+    QJsonObject body;  // always with "ok"; with "error" when that is false
+};
+
+// All accounts and rooms of one server. Not thread-safe. Whatever a request holds, it gets a reply; what a server must
+// refuse is refused with a sentence and changes nothing.
+class Lobby {
+public:
+    explicit Lobby(const LobbyOptions& options) : options_(options) {}
+
+    // Empty, or why not.
+    QString addAccount(const QString& name, const QString& password) { return accounts_.add(name, password); }
+
+    // `now` in ms since 1970; it must not go back between two calls.
+    LobbyReply handle(const LobbyRequest& request, qint64 now);
+
+private:
+    LobbyReply signIn(const QJsonObject& body, bool makeAccount);
+    LobbyReply signOut(const Account& account, const QJsonObject& body);
+    LobbyReply createRoom(const Player& player, const QJsonObject& body, qint64 now);
+    LobbyReply actInRoom(const Player& player, Room& room, const QString& action, const QJsonObject& body, qint64 now);
+    QString act(const Player& player, Room& room, const QString& action, const QJsonObject& body, qint64 now);
+    void endOverdueMatches(qint64 now);
+    void leaveAllRooms(const Player& player, const Room* except);
+    Room* findRoom(const QString& id);
+    QJsonArray roomsToJson(qint64 now) const;
+
+    LobbyOptions options_;
+    Accounts accounts_;
+    std::vector<std::unique_ptr<Room>> rooms_;  // oldest first
+    int lastRoomNumber_ = 0;
+    int lastSessionId_ = 0;
+};

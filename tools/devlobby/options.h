@@ -1,0 +1,23 @@
+// The command line of the development lobby.
+#pragma once
+
+#include "devlobby/lobby.h"
+
+#include <QStringList>
+
+#include <utility>
+#include <vector>
+
+struct Options {
+    int port = 40000;  // 0: any free one
+    bool exitWithStdin = false;
+    bool help = false;
+    std::vector<std::pair<QString, QString>> accounts;  // name and password
+    LobbyOptions lobby;
+};
+
+extern const char* const kUsage;
+
+// Empty with a sentence in `error` for an unknown option or a value out of range. `arguments` begins with the
+// program's name.
+std::optional<Options> readOptions(const QStringList& arguments, QString& error);
