@@ -45,9 +45,9 @@ bool takeRequest(QByteArray& buffer, ScriptedRequest& request) {
 
 }  // namespace
 
-ScriptedServer::ScriptedServer(Handler handler, const QHostAddress& address, const QSslConfiguration& tls)
+ScriptedServer::ScriptedServer(Handler handler, const QHostAddress& address, const QSslConfiguration& tls, quint16 port)
     : handler_(std::move(handler)), tls_(tls) {
-    if (!listen(address)) {
+    if (!listen(address, port)) {
         qFatal("scripted server: %s", qPrintable(errorString()));
     }
 }

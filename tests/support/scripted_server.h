@@ -28,9 +28,9 @@ class ScriptedServer : public QTcpServer {
 public:
     using Handler = std::function<Script(const ScriptedRequest&)>;
 
-    // Listens at once, on a free port. With a certificate in `tls` it speaks TLS.
+    // Listens at once, on a free port unless one is given. With a certificate in `tls` it speaks TLS.
     explicit ScriptedServer(Handler handler, const QHostAddress& address = QHostAddress::LocalHost,
-                            const QSslConfiguration& tls = {});
+                            const QSslConfiguration& tls = {}, quint16 port = 0);
 
     QString url() const;  // the plain one, without a slash at the end
     QVector<ScriptedRequest> requests;

@@ -3,12 +3,18 @@
 // usage: <program> [CLASS] [Qt Test arguments]
 #include "support/test_registry.h"
 
+#ifdef NETPLAY_TEST_WIDGETS
+#include <QApplication>
+using TestApplication = QApplication;
+#else
 #include <QCoreApplication>
+using TestApplication = QCoreApplication;
+#endif
 #include <QStringList>
 #include <QTest>
 
 int main(int argc, char** argv) {
-    QCoreApplication application(argc, argv);
+    TestApplication application(argc, argv);
     QStringList arguments = QCoreApplication::arguments();
     QString only;
     if (arguments.size() > 1 && !arguments.at(1).isEmpty() && arguments.at(1).at(0).isUpper()) {

@@ -88,9 +88,12 @@ private:
         game.setProcessEnvironment(environment);
         game.setWorkingDirectory(folder_.path());
         game.start(QCoreApplication::applicationDirPath() + QStringLiteral("/game.exe"), {prefix + mapping_});
-        const bool played = QTest::qWaitFor([&] { return report.exists(); }, 30000) &&
-                            report.open(QIODevice::ReadOnly) && end.open(QIODevice::WriteOnly) &&
-                            game.waitForFinished() && game.exitCode() == exitCode;
+        constexpr int kTimeLimitMs = 60'000;
+        // Open as soon as it can be: on Windows not while it is being put in place.
+        const bool played = QTest::qWaitFor([&] { return report.exists() && report.open(QIODevice::ReadOnly); },
+                                            kTimeLimitMs) &&
+                            end.open(QIODevice::WriteOnly) && game.waitForFinished(kTimeLimitMs) &&
+                            game.exitCode() == exitCode;
         return played ? QJsonDocument::fromJson(report.readAll()).object() : QJsonObject();
     }
 
