@@ -1,35 +1,10 @@
 #include "room/lobby_rules.h"
 
 #include "room/room_rules.h"
+#include "room/room_signatures.h"
+#include "room/room_texts.h"
 
 #include <algorithm>
-
-namespace {
-
-QString statusText(const QString& status) {
-    if (status.isEmpty() || status.compare(QLatin1String("waiting"), Qt::CaseInsensitive) == 0) {
-        return QStringLiteral("等待中");
-    }
-    return status.compare(QLatin1String("playing"), Qt::CaseInsensitive) == 0 ? QStringLiteral("游戏中") : status;
-}
-
-QString occupancy(int count, int capacity) {
-    return QStringLiteral("%1/%2").arg(count).arg(capacity);
-}
-
-// With its length ahead, so that no two lists of texts give the same signature.
-void appendField(QString& signature, const QString& text) {
-    signature += QString::number(text.size());
-    signature += QLatin1Char(':');
-    signature += text;
-    signature += QLatin1Char('|');
-}
-
-}  // namespace
-
-bool isRoomFull(const RoomInfo& room) {
-    return room.maxPlayers >= 1 && room.playerCount >= room.maxPlayers;
-}
 
 bool isRoomMember(const RoomInfo& room, const QString& userName) {
     return std::any_of(room.playerSlots.begin(), room.playerSlots.end(),
@@ -52,9 +27,11 @@ bool roomMatchesFilter(const RoomInfo& room, const QString& filter) {
 }
 
 QString roomTableSignature(const QVector<RoomInfo>& rooms, const QString& filter, const QString& preferredId) {
+    constexpr int kRoomLength = 240;  // what a room usually takes
     QString signature;
-    appendField(signature, filter);
-    appendField(signature, preferredId);
+    signature.reserve(kRoomLength * (rooms.size() + 1));
+    appendSignatureField(signature, filter);
+    appendSignatureField(signature, preferredId);
     for (const RoomInfo& room : rooms) {
         if (!roomMatchesFilter(room, filter)) {
             continue;
@@ -62,25 +39,23 @@ QString roomTableSignature(const QVector<RoomInfo>& rooms, const QString& filter
         for (const QString* field :
              {&room.id, &room.name, &room.status, &room.mapId, &room.mapName, &room.mapFingerprint,
               &room.mapFingerprintAlgo, &room.players, &room.host, &room.owner, &room.pmHost}) {
-            appendField(signature, *field);
+            appendSignatureField(signature, *field);
         }
-        signature += QStringLiteral("%1|%2/%3/%4|%5|%6|")
-                         .arg(room.pmPort)
-                         .arg(room.playerCount)
-                         .arg(room.maxPlayers)
-                         .arg(room.slotCount)
-                         .arg(static_cast<int>(room.isPrivate))
-                         .arg(static_cast<int>(room.hasPassword));
+        appendSignatureNumber(signature, room.pmPort);
+        appendSignatureNumber(signature, room.playerCount, '/');
+        appendSignatureNumber(signature, room.maxPlayers, '/');
+        appendSignatureNumber(signature, room.slotCount);
+        appendSignatureFlag(signature, room.isPrivate);
+        appendSignatureFlag(signature, room.hasPassword);
     }
     return signature;
 }
 
 QStringList roomRowTexts(const RoomInfo& room) {
     const QString title = room.name.isEmpty() ? room.id : room.name;
-    const QString players = room.players.isEmpty() ? occupancy(room.playerCount, room.maxPlayers) : room.players;
-    return {room.isPrivate ? QStringLiteral("🔒 ") + title : title, statusText(room.status),
-            isRoomFull(room) ? players + QStringLiteral(" · 满") : players,
-            room.mapName.isEmpty() ? room.mapId : room.mapName};
+    const RoomDisplayTexts texts = roomDisplayTexts(room);
+    return {shownText(room.isPrivate ? QStringLiteral("🔒 ") + title : title), shownText(texts.status),
+            shownText(texts.occupancy), shownText(texts.map)};
 }
 
 LobbyButtons lobbyButtons(const LobbyFacts& facts) {

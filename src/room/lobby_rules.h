@@ -7,9 +7,6 @@
 #include <QStringList>
 #include <QVector>
 
-// A room that has a capacity and no place left.
-bool isRoomFull(const RoomInfo& room);
-
 // Whether the user is in the room by its slots or by its list of names, ignoring case.
 bool isRoomMember(const RoomInfo& room, const QString& userName);
 
@@ -20,7 +17,7 @@ bool roomMatchesFilter(const RoomInfo& room, const QString& filter);
 // Changes exactly when the table has to be built anew.
 QString roomTableSignature(const QVector<RoomInfo>& rooms, const QString& filter, const QString& preferredId);
 
-// The four cells of the room's row: room, status, players, map.
+// The four cells of the room's row: room, status, players, map; each cut by shownText.
 QStringList roomRowTexts(const RoomInfo& room);
 
 struct LobbyFacts {

@@ -6,12 +6,8 @@
 
 namespace {
 
-bool isComputer(const RoomSlot& slot) {
-    return slot.computer || slot.ai || slot.team.compare(QLatin1String("computer"), Qt::CaseInsensitive) == 0;
-}
-
 QStringList unreadyNames(const RoomInfo& room, const QString& userName) {
-    const QString& host = room.host.isEmpty() ? room.owner : room.host;
+    const QString& host = hostName(room);
     QStringList names;
     for (const RoomSlot& slot : room.playerSlots) {
         if (!slot.name.isEmpty() && !slot.ready && !isSameName(slot.name, userName) && !isSameName(slot.name, host)) {
@@ -29,6 +25,18 @@ bool isSameName(const QString& left, const QString& right) {
 
 bool isRoomPlaying(const RoomInfo& room) {
     return room.status.compare(QLatin1String("playing"), Qt::CaseInsensitive) == 0;
+}
+
+bool isRoomFull(const RoomInfo& room) {
+    return room.maxPlayers >= 1 && room.playerCount >= room.maxPlayers;
+}
+
+const QString& hostName(const RoomInfo& room) {
+    return room.host.isEmpty() ? room.owner : room.host;
+}
+
+bool isComputer(const RoomSlot& slot) {
+    return slot.computer || slot.ai || slot.team.compare(QLatin1String("computer"), Qt::CaseInsensitive) == 0;
 }
 
 const RoomSlot* findOwnSlot(const RoomInfo& room, const QString& userName) {

@@ -10,6 +10,15 @@ bool isSameName(const QString& left, const QString& right);
 
 bool isRoomPlaying(const RoomInfo& room);
 
+// A room that has a capacity and no place left.
+bool isRoomFull(const RoomInfo& room);
+
+// The host, or the owner where the room names no host.
+const QString& hostName(const RoomInfo& room);
+
+// Whether the computer plays the slot.
+bool isComputer(const RoomSlot& slot);
+
 // The entry of `playerSlots` that carries the user's name; null without one or without a name.
 const RoomSlot* findOwnSlot(const RoomInfo& room, const QString& userName);
 

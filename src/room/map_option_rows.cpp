@@ -1,0 +1,65 @@
+#include "room/map_option_rows.h"
+
+namespace {
+
+QStringList optionKeys(const RoomInfo& room, const NetPlay::MapInfo* map) {
+    QStringList keys;
+    if (map != nullptr) {
+        for (const std::string& id : map->optionIds) {
+            keys += QString::fromStdString(id);
+        }
+        for (const auto& [id, label] : map->optionLabels) {
+            keys += QString::fromStdString(id);
+        }
+        for (const auto& [id, values] : map->optionValues) {
+            keys += QString::fromStdString(id);
+        }
+    }
+    keys += room.mapOptions.keys();
+    keys.removeDuplicates();
+    return keys;
+}
+
+QStringList listedChoices(const NetPlay::MapInfo& map, const std::string& id) {
+    QStringList choices;
+    const auto values = map.optionValues.find(id);
+    if (values != map.optionValues.end()) {
+        for (const std::string& value : values->second) {
+            choices += QString::fromStdString(value);
+        }
+    }
+    choices.removeAll(QString());
+    choices.removeDuplicates();
+    return choices;
+}
+
+QString initialChoice(const NetPlay::MapInfo& map, const std::string& id) {
+    const auto label = map.optionLabels.find(id);
+    return label == map.optionLabels.end() ? QString() : QString::fromStdString(label->second);
+}
+
+}  // namespace
+
+QVector<MapOptionRow> mapOptionRows(const RoomInfo& room, const NetPlay::MapInfo* map) {
+    QVector<MapOptionRow> rows;
+    for (const QString& key : optionKeys(room, map)) {
+        MapOptionRow row{key, {}, room.mapOptions.value(key)};
+        if (map != nullptr) {
+            const std::string id = key.toStdString();
+            row.choices = listedChoices(*map, id);
+            if (row.current.isEmpty()) {
+                row.current = initialChoice(*map, id);
+            }
+        }
+        if (!row.current.isEmpty() && !row.choices.contains(row.current)) {
+            row.choices += row.current;
+        }
+        if (!row.choices.isEmpty()) {
+            rows.append(row);
+        }
+        if (rows.size() == kMaxMapOptionRows) {
+            break;
+        }
+    }
+    return rows;
+}

@@ -1,0 +1,23 @@
+// The map options of a room as rows of choices.
+#pragma once
+
+#include "lobby/room_info.h"
+#include "maps/map_info.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+// More boxes than this would stop the window for seconds whenever they are built. Options beyond keep their values.
+inline constexpr int kMaxMapOptionRows = 300;
+
+struct MapOptionRow {
+    QString key;
+    QStringList choices;  // never empty, no text twice
+    QString current;      // empty when nothing is chosen; otherwise one of the choices
+};
+
+// Every option of the map (null when it is not on this machine), then those that the room alone knows. A choice that
+// the map does not list stays among the choices, as it may have been made with another copy of the map. An option
+// without any choice gets no row, nor does one beyond kMaxMapOptionRows.
+QVector<MapOptionRow> mapOptionRows(const RoomInfo& room, const NetPlay::MapInfo* map);
