@@ -51,6 +51,10 @@ QString launchKey(const QString& roomId, int sessionId, const QString& userName)
     return QStringLiteral("%1:%2:%3").arg(roomId, QString::number(std::max(1, sessionId)), userName);
 }
 
+bool hasLaunchIdentity(const RoomInfo& room) {
+    return room.sessionId >= 1 && room.gameSlot >= 1 && room.gameUserId >= 1;
+}
+
 int launchDelay(int requestedMs) {
     return std::clamp(requestedMs, 0, kMaxLaunchDelayMs);
 }
@@ -78,7 +82,7 @@ LaunchPlan planLaunch(const RoomInfo& room, const QString& userName, const Launc
         plan.error = QStringLiteral("启动失败:当前账号不在房间槽位中。");
         return plan;
     }
-    if (room.sessionId < 1 || room.gameSlot < 1 || room.gameUserId < 1) {
+    if (!hasLaunchIdentity(room)) {
         plan.error = QStringLiteral("启动失败:房间启动身份不完整，请重新进入房间。");
         return plan;
     }

@@ -33,6 +33,9 @@ struct LaunchPlan {
 // Tells one start of a room by one user from every other: room id, ":", session id (at least 1), ":", user name.
 QString launchKey(const QString& roomId, int sessionId, const QString& userName);
 
+// Whether the server has told this user who they are in the game of this start: session, slot and user id.
+bool hasLaunchIdentity(const RoomInfo& room);
+
 // The wait before the start, in milliseconds from 0 to kMaxLaunchDelayMs, so that all clients start together.
 int launchDelay(int requestedMs);
 
