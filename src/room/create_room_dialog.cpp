@@ -1,0 +1,364 @@
+#include "room/create_room_dialog.h"
+
+#include "room/create_room_rules.h"
+#include "room/launch_plan.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSignalBlocker>
+#include <QSpinBox>
+#include <QTextDocument>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int kSearchDelayMs = 150;
+constexpr int kMapRowHeight = 38;     // 28 and the padding above and below
+constexpr int kOptionKeyWidth = 100;  // leaves the drop-down more than half of the panel
+
+const QString kDefaultMapId = QStringLiteral("10078");
+
+QString dialogStyleSheet() {
+    return QStringLiteral(R"(
+QDialog { background: #171b21; }
+#CreateTopbar { background: #20252d; border-bottom: 1px solid #2c333d; }
+#CreatePanel { background: #20252d; border: 1px solid #2c333d; border-radius: 6px; }
+#CreateHint { background: #20252d; border: 1px solid #2c333d; border-radius: 6px; padding: 8px 10px; color: #8a93a2; }
+QListWidget { background: #252b34; border: 1px solid #353d49; border-radius: 4px; outline: none; padding: 4px; }
+QListWidget::item { min-height: 28px; padding: 5px 8px; border-radius: 3px; }
+QListWidget::item:selected { background: #2d8cf0; color: #ffffff; })");
+}
+
+QLabel* makeLabel(const QString& text, const QString& objectName) {
+    auto* label = new QLabel(text);
+    label->setObjectName(objectName);
+    label->setTextFormat(Qt::PlainText);
+    return label;
+}
+
+QFrame* makePanel() {
+    auto* panel = new QFrame;
+    panel->setObjectName(QStringLiteral("CreatePanel"));
+    panel->setFrameShape(QFrame::NoFrame);
+    return panel;
+}
+
+QFormLayout* makeForm() {
+    auto* form = new QFormLayout;
+    form->setLabelAlignment(Qt::AlignLeft);
+    form->setFormAlignment(Qt::AlignTop);
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->setHorizontalSpacing(8);
+    form->setVerticalSpacing(7);
+    return form;
+}
+
+// A key may be longer than the panel is wide: then it is cut, and the tooltip has it whole.
+QLabel* makeOptionCaption(const QString& key, QWidget* parent) {
+    auto* caption = new QLabel(parent);
+    caption->setTextFormat(Qt::PlainText);
+    caption->ensurePolished();  // the style sheet's font, by which the width is measured
+    caption->setText(caption->fontMetrics().elidedText(key, Qt::ElideRight, kOptionKeyWidth));
+    if (caption->text() != key) {
+        caption->setToolTip(Qt::convertFromPlainText(key));
+    }
+    return caption;
+}
+
+// As narrow as its place, however long the choices are.
+QComboBox* makeOptionCombo(const CreateRoomOption& option) {
+    auto* combo = new QComboBox;
+    combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    combo->setMinimumContentsLength(1);
+    combo->addItems(option.choices);
+    combo->setCurrentIndex(option.selected);
+    return combo;
+}
+
+}  // namespace
+
+CreateRoomDialog::CreateRoomDialog(const QString& userName, const std::vector<NetPlay::MapInfo>& catalog,
+                                   QWidget* parent)
+    : QDialog(parent), ownerName(userName.isEmpty() ? QStringLiteral("玩家") : userName), maps(catalog) {
+    setWindowTitle(QStringLiteral("自由对战 >> 创建游戏"));
+    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    resize(980, 660);
+    setMinimumSize(860, 560);
+    setStyleSheet(dialogStyleSheet());
+    buildLayout();
+    wire();
+    rebuildMapList(QString());
+}
+
+void CreateRoomDialog::buildLayout() {
+    auto* topbar = new QFrame;
+    topbar->setObjectName(QStringLiteral("CreateTopbar"));
+    topbar->setFixedHeight(56);
+    auto* topbarLayout = new QHBoxLayout(topbar);
+    topbarLayout->setContentsMargins(18, 0, 18, 0);
+    topbarLayout->addWidget(makeLabel(QStringLiteral("◆ 创建新的游戏"), QStringLiteral("Title")));
+    topbarLayout->addStretch();
+
+    auto* body = new QHBoxLayout;
+    body->setContentsMargins(10, 10, 10, 10);
+    body->setSpacing(10);
+    body->addWidget(buildMapPanel(), 1);
+    body->addWidget(buildSettingsPanel());
+
+    QLabel* hint =
+        makeLabel(QStringLiteral("[系统] 选择左侧地图，设置完成后点击「创建游戏」。"), QStringLiteral("CreateHint"));
+    hint->setWordWrap(true);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(topbar);
+    layout->addLayout(body, 1);
+    layout->addWidget(hint);
+}
+
+QWidget* CreateRoomDialog::buildMapPanel() {
+    QFrame* panel = makePanel();
+    auto* layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(14, 14, 14, 14);
+    layout->setSpacing(0);
+    auto* column = new QVBoxLayout;
+    column->setSpacing(8);
+    layout->addLayout(column);
+
+    searchEdit = new QLineEdit;
+    searchEdit->setPlaceholderText(QStringLiteral("搜索地图"));
+    column->addWidget(searchEdit);
+    mapList = new QListWidget;
+    mapList->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    mapList->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    mapList->setUniformItemSizes(true);
+    column->addWidget(mapList, 1);
+    return panel;
+}
+
+QWidget* CreateRoomDialog::buildSettingsPanel() {
+    QFrame* panel = makePanel();
+    panel->setFixedWidth(278);
+    auto* layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(12, 12, 12, 12);
+    layout->setSpacing(8);
+
+    buildRoomRows();
+    messageLabel = makeLabel(QString(), QStringLiteral("StatusDot"));
+    messageLabel->setWordWrap(true);
+    createButton = new QPushButton(QStringLiteral("创建游戏"));
+    createButton->setObjectName(QStringLiteral("primary"));
+    createButton->setMinimumHeight(40);
+    auto* exitButton = new QPushButton(QStringLiteral("退出"));
+    exitButton->setMinimumHeight(34);
+    connect(exitButton, &QPushButton::clicked, this, &QDialog::reject);
+    // Enter in the search field must not create a room on the map that happens to be selected.
+    createButton->setAutoDefault(false);
+    exitButton->setAutoDefault(false);
+
+    layout->addWidget(makeLabel(QStringLiteral("当前设置"), QStringLiteral("SectionLabel")));
+    layout->addLayout(settingsForm);
+    layout->addWidget(makeLabel(QStringLiteral("地图设置"), QStringLiteral("SectionLabel")));
+    layout->addWidget(buildOptionArea(), 1);
+    layout->addWidget(messageLabel);
+    layout->addWidget(createButton);
+    layout->addWidget(exitButton);
+    return panel;
+}
+
+void CreateRoomDialog::buildRoomRows() {
+    privateCheck = new QCheckBox(QStringLiteral("设置密码"));
+    passwordEdit = new QLineEdit;
+    passwordEdit->setEchoMode(QLineEdit::Password);
+    passwordEdit->setPlaceholderText(QStringLiteral("房间密码"));
+    passwordEdit->setEnabled(false);
+    nameEdit = new QLineEdit;
+    nameEdit->setMaxLength(kMaxRoomNameLength);
+    nameEdit->setPlaceholderText(QStringLiteral("游戏名称"));
+    playerCountSpin = new QSpinBox;
+    playerCountSpin->setRange(2, 22);
+    playerCountSpin->setValue(6);
+    playerCountSpin->setEnabled(false);
+
+    settingsForm = makeForm();
+    settingsForm->addRow(privateCheck, passwordEdit);
+    settingsForm->addRow(QStringLiteral("游戏名称"), nameEdit);
+    settingsForm->addRow(QStringLiteral("人数"), playerCountSpin);
+}
+
+QWidget* CreateRoomDialog::buildOptionArea() {
+    auto* options = new QWidget;
+    optionForm = makeForm();
+    optionForm->setContentsMargins(0, 0, 0, 0);
+    options->setLayout(optionForm);
+    auto* area = new QScrollArea;
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidget(options);
+    return area;
+}
+
+void CreateRoomDialog::wire() {
+    searchTimer = new QTimer(this);
+    searchTimer->setSingleShot(true);
+    searchTimer->setInterval(kSearchDelayMs);
+    connect(searchTimer, &QTimer::timeout, this, [this] { rebuildMapList(pendingMapName); });
+    connect(searchEdit, &QLineEdit::textChanged, this, [this] {
+        pendingMapName = currentMapId();
+        searchTimer->start();
+    });
+    connect(mapList, &QListWidget::currentRowChanged, this, &CreateRoomDialog::onMapChanged);
+    connect(privateCheck, &QCheckBox::toggled, this, &CreateRoomDialog::onPrivateToggled);
+    connect(createButton, &QPushButton::clicked, this, &CreateRoomDialog::validateAndAccept);
+}
+
+void CreateRoomDialog::rebuildMapList(QString keep) {
+    const QString before = currentMapId();
+    if (keep.isEmpty()) {
+        keep = before;
+    }
+    {
+        const QSignalBlocker quiet(mapList);
+        mapList->clear();
+        addMapItems(keep);
+    }
+    // A map that stays selected keeps the options that the player has set.
+    if (currentMapId() != before) {
+        onMapChanged();
+    }
+}
+
+void CreateRoomDialog::addMapItems(const QString& keep) {
+    const auto addItem = [this](const QString& text) {
+        auto* item = new QListWidgetItem(text, mapList);
+        item->setSizeHint(QSize(0, kMapRowHeight));  // the list's width, so that long titles are elided
+        return item;
+    };
+    if (maps.empty()) {
+        addItem(kDefaultMapId)->setData(Qt::UserRole, kDefaultMapId);
+        mapList->setCurrentRow(0);
+        return;
+    }
+    const CreateRoomMapList list = createRoomMapList(maps, searchEdit->text(), keep);
+    for (const std::size_t position : list.maps) {
+        const NetPlay::MapInfo& map = maps[position];
+        addItem(createRoomMapCaption(map))->setData(Qt::UserRole, QString::fromStdString(map.name));
+    }
+    if (list.truncated) {
+        QListWidgetItem* more = addItem(QStringLiteral("继续输入关键词筛选更多地图..."));
+        more->setFlags(more->flags() & ~(Qt::ItemIsSelectable | Qt::ItemIsEnabled));
+    }
+    if (!list.maps.empty()) {
+        mapList->setCurrentRow(std::max(0, list.keptRow));
+    }
+}
+
+QString CreateRoomDialog::currentMapId() const {
+    const QListWidgetItem* item = mapList->currentItem();
+    return item == nullptr ? QString() : item->data(Qt::UserRole).toString();
+}
+
+const NetPlay::MapInfo* CreateRoomDialog::currentMap() const {
+    const std::string id = currentMapId().toStdString();
+    const auto found =
+        std::find_if(maps.begin(), maps.end(), [&id](const NetPlay::MapInfo& map) { return map.name == id; });
+    return found == maps.end() ? nullptr : &*found;
+}
+
+void CreateRoomDialog::onMapChanged() {
+    pendingMapName.clear();  // a click while a search waits is the newer choice
+    const QListWidgetItem* item = mapList->currentItem();
+    const NetPlay::MapInfo* map = currentMap();
+    messageLabel->clear();
+    createButton->setEnabled(item != nullptr);
+    if (map == nullptr) {
+        clearOptionRows();
+        suggestName(item == nullptr ? QString() : item->text());
+        return;
+    }
+    if (map->maxPlayers > 0) {
+        playerCountSpin->setValue(map->maxPlayers);  // clamped by the box's range
+    }
+    rebuildOptionRows(*map);
+    suggestName(QString::fromStdString(map->displayName));
+}
+
+void CreateRoomDialog::suggestName(const QString& title) {
+    if (nameEdit->text().trimmed().isEmpty() || nameEdit->text() == lastAutoName) {
+        nameEdit->setText(suggestedRoomName(ownerName, title));
+        nameEdit->setCursorPosition(0);
+        lastAutoName = nameEdit->text();
+    }
+}
+
+void CreateRoomDialog::clearOptionRows() {
+    while (optionForm->rowCount() > 0) {
+        optionForm->removeRow(0);
+    }
+    optionCombos.clear();
+}
+
+void CreateRoomDialog::rebuildOptionRows(const NetPlay::MapInfo& map) {
+    clearOptionRows();
+    for (const CreateRoomOption& option : createRoomOptions(map)) {
+        QComboBox* combo = makeOptionCombo(option);
+        optionForm->addRow(makeOptionCaption(option.key, optionForm->parentWidget()), combo);
+        optionCombos.insert(option.key, combo);
+    }
+    if (optionCombos.isEmpty()) {
+        optionForm->addRow(makeLabel(QStringLiteral("该地图没有公开设置项"), QStringLiteral("StatusDot")));
+    }
+}
+
+void CreateRoomDialog::onPrivateToggled(bool on) {
+    passwordEdit->setEnabled(on);
+    if (on) {
+        passwordEdit->setFocus();
+    } else {
+        passwordEdit->clear();
+    }
+}
+
+void CreateRoomDialog::validateAndAccept() {
+    const QString refusal = createRoomRefusal(mapList->currentItem() != nullptr, nameEdit->text(),
+                                              privateCheck->isChecked(), passwordEdit->text());
+    messageLabel->setText(refusal);
+    if (refusal.isEmpty()) {
+        accept();
+    }
+}
+
+CreateRoomRequest CreateRoomDialog::request() const {
+    const QListWidgetItem* item = mapList->currentItem();
+    const QString text = item == nullptr ? QString() : item->text().trimmed();
+    const NetPlay::MapInfo* map = currentMap();
+    CreateRoomRequest result;
+    result.name = nameEdit->text().trimmed();
+    result.mapId = currentMapId().isEmpty() ? text : currentMapId();
+    result.mapName = map == nullptr ? text : QString::fromStdString(map->displayName);
+    result.mode = QStringLiteral("普通战");
+    result.maxPlayers = playerCountSpin->value();
+    result.slotCount = map == nullptr ? playerCountSpin->value() : map->slotCount;
+    result.isPrivate = privateCheck->isChecked();
+    result.password = privateCheck->isChecked() ? passwordEdit->text() : QString();
+    for (auto combo = optionCombos.begin(); combo != optionCombos.end(); ++combo) {
+        result.mapOptions.insert(combo.key(), combo.value()->currentText());
+    }
+    if (map != nullptr) {
+        result.slotMeta = createRoomSlots(*map);
+        result.mapOptionIndexes = mapOptionPairs(RoomInfo(), result.mapOptions, map);
+    }
+    return result;
+}

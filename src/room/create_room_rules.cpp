@@ -1,0 +1,130 @@
+#include "room/create_room_rules.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::size_t kListedMaps = 400;
+constexpr std::size_t kListedMatches = 1000;
+constexpr int kMaxCaptionLength = 200;  // UTF-16 units; wider than the list
+
+bool qualifies(const NetPlay::MapInfo& map, const QString& filter) {
+    return filter.isEmpty() ||
+           QString::fromStdString(map.name + ' ' + map.displayName).contains(filter, Qt::CaseInsensitive);
+}
+
+QString firstCharacters(const QString& text, int count) {
+    const bool partsPair = text.size() > count && text.at(count - 1).isHighSurrogate();
+    return text.left(partsPair ? count - 1 : count);
+}
+
+// Titles come from other people's files: line breaks and control characters become blanks.
+QString singleLine(QString text) {
+    for (QChar& character : text) {
+        if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
+            character == QChar::ParagraphSeparator) {
+            character = QLatin1Char(' ');
+        }
+    }
+    return text;
+}
+
+QStringList createRoomOptionKeys(const NetPlay::MapInfo& map) {
+    QStringList keys;
+    for (const std::string& id : map.optionIds) {
+        keys += QString::fromStdString(id);
+    }
+    for (const auto& label : map.optionLabels) {
+        keys += QString::fromStdString(label.first);
+    }
+    for (const auto& values : map.optionValues) {
+        keys += QString::fromStdString(values.first);
+    }
+    keys.removeDuplicates();
+    return keys;
+}
+
+}  // namespace
+
+CreateRoomMapList createRoomMapList(const std::vector<NetPlay::MapInfo>& catalog, const QString& filter,
+                                    const QString& keepId) {
+    const QString wanted = filter.trimmed();
+    const std::string keep = keepId.toStdString();
+    const std::size_t limit = wanted.isEmpty() ? kListedMaps : kListedMatches;
+    CreateRoomMapList list;
+    for (std::size_t i = 0; i < catalog.size(); ++i) {
+        const bool isKept = !keep.empty() && catalog[i].name == keep;
+        if ((list.truncated && !isKept) || !qualifies(catalog[i], wanted)) {
+            continue;
+        }
+        if (list.maps.size() >= limit && !isKept) {
+            list.truncated = true;
+            continue;
+        }
+        if (isKept) {
+            list.keptRow = static_cast<int>(list.maps.size());
+        }
+        list.maps.push_back(i);
+    }
+    return list;
+}
+
+QString createRoomMapCaption(const NetPlay::MapInfo& map) {
+    const std::string& text = map.displayName.empty() ? map.name : map.displayName;
+    return firstCharacters(singleLine(QString::fromStdString(text)), kMaxCaptionLength);
+}
+
+std::vector<CreateRoomOption> createRoomOptions(const NetPlay::MapInfo& map) {
+    std::vector<CreateRoomOption> options;
+    for (const QString& key : createRoomOptionKeys(map)) {
+        const auto values = map.optionValues.find(key.toStdString());
+        const auto label = map.optionLabels.find(key.toStdString());
+        CreateRoomOption option{key, {}, 0};
+        if (values != map.optionValues.end()) {
+            for (const std::string& value : values->second) {
+                option.choices += QString::fromStdString(value);
+            }
+        }
+        if (label != map.optionLabels.end()) {
+            const QString initial = QString::fromStdString(label->second);
+            if (option.choices.isEmpty()) {
+                option.choices += initial;
+            }
+            option.selected = std::max(0, static_cast<int>(option.choices.indexOf(initial)));
+        }
+        if (!option.choices.isEmpty()) {
+            options.push_back(option);
+        }
+    }
+    return options;
+}
+
+QString suggestedRoomName(const QString& ownerName, const QString& title) {
+    return firstCharacters(singleLine(ownerName + QStringLiteral("的") + title), kMaxRoomNameLength);
+}
+
+QString createRoomRefusal(bool mapChosen, const QString& name, bool isPrivate, const QString& password) {
+    if (!mapChosen) {
+        return QStringLiteral("请先选择地图。");
+    }
+    if (name.trimmed().isEmpty()) {
+        return QStringLiteral("请填写游戏名称。");
+    }
+    return isPrivate && password.isEmpty() ? QStringLiteral("私有房间需要设置密码。") : QString();
+}
+
+QVector<RoomSlot> createRoomSlots(const NetPlay::MapInfo& map) {
+    QVector<RoomSlot> roomSlots;
+    for (const NetPlay::MapSlot& mapSlot : map.slots) {
+        RoomSlot slot;
+        slot.slot = mapSlot.slot;
+        slot.playerId = mapSlot.playerId;
+        slot.team = QString::fromStdString(mapSlot.team);
+        slot.locked = mapSlot.locked;
+        slot.selectType = QString::fromStdString(mapSlot.selectType);
+        slot.isPlayerSlot = mapSlot.isPlayerSlot;
+        slot.slotLabel = QString::fromStdString(mapSlot.slotLabel);
+        roomSlots.append(slot);
+    }
+    return roomSlots;
+}
