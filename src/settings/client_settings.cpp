@@ -1,6 +1,7 @@
 #include "settings/client_settings.h"
 
 #include "platform/files.h"
+#include "settings/settings_choices.h"
 
 #include <QSettings>
 
@@ -96,9 +97,12 @@ bool readBool(const QSettings& file, const QString& key) {
 QString readProfile(const QSettings& file, const ClientSettings& settings) {
     const QString derived = deriveServerProfile(settings.lobbyHttp, settings.gameHost, settings.gamePort);
     const QString profile = readText(file, clientKey("ServerProfile"), derived);
-    const QStringList known{QStringLiteral("local"), QStringLiteral("public"), QStringLiteral("radmin"),
-                            QStringLiteral("custom")};
-    return known.contains(profile) ? profile : derived;
+    for (const ServerProfile& known : serverProfiles()) {
+        if (known.key == profile) {
+            return profile;
+        }
+    }
+    return derived;
 }
 
 unsigned readDisplayPreset(const QSettings& file, unsigned current) {

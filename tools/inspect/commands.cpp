@@ -9,6 +9,7 @@
 #include "launch/game_setting_patcher.h"
 #include "launch/launch_block.h"
 #include "lobby/room_decoder.h"
+#include "settings/host_discovery.h"
 #include "settings/ipv4.h"
 
 #include <QCoreApplication>
@@ -171,6 +172,23 @@ int inspectResolve(const QStringList& words) {
     const bool ok = resolveIpv4Host(arguments.positional(1).first().toStdU16String(), bytes, error);
     const QString address = QStringLiteral("%1.%2.%3.%4").arg(bytes[0]).arg(bytes[1]).arg(bytes[2]).arg(bytes[3]);
     return report(ok, {{QStringLiteral("address"), address}}, error);
+}
+
+int inspectHostFile(const QStringList& words) {
+    const Arguments arguments(words, {});
+    const QString& path = arguments.positional(1).first();
+    const std::optional<QString> text = readCurrentHostFile(path);
+    if (!text) {
+        return printError(QStringLiteral("cannot read %1, or it is too large").arg(path));
+    }
+    ServerFields fields;
+    if (!parseCurrentHostText(*text, fields)) {
+        return printError(QStringLiteral("no LobbyHttp, GameHost and GamePort in %1").arg(path));
+    }
+    printDocument({{QStringLiteral("lobbyHttp"), fields.lobbyHttp},
+                   {QStringLiteral("gameHost"), fields.gameHost},
+                   {QStringLiteral("gamePort"), fields.gamePort}});
+    return 0;
 }
 
 int inspectLaunch(const QStringList& words) {

@@ -17,6 +17,7 @@ int inspectPatchGameSetting(const QStringList& words);
 int inspectLaunchBlock(const QStringList& words);
 int inspectQuote(const QStringList& words);
 int inspectResolve(const QStringList& words);
+int inspectHostFile(const QStringList& words);
 int inspectLaunch(const QStringList& words);
 int inspectMaps(const QStringList& words);
 int inspectMapFile(const QStringList& words);

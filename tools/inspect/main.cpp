@@ -25,6 +25,7 @@ constexpr Command kCommands[] = {
     {"launch-block", "--map M --host H --port P --slot N --session N --user-id N --player NAME", inspectLaunchBlock},
     {"quote", "ARG...", inspectQuote},
     {"resolve", "HOST", inspectResolve},
+    {"host-file", "FILE", inspectHostFile},
     {"launch", "REQUEST.json", inspectLaunch},
     {"maps", "MAPROOT [--cache DIR] [--cached] [--summary]", inspectMaps},
     {"map-file", "FILE", inspectMapFile},

@@ -1,0 +1,90 @@
+// The host file, the VPN network's addresses, and the health check that tells a lobby server.
+#include "settings/host_discovery.h"
+#include "settings/lobby_health.h"
+#include "support/scripted_server.h"
+#include "support/test_registry.h"
+
+#include <QDir>
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+// Bytes of a host file, what is read from it.
+const std::pair<QByteArray, const char*> kHostFiles[] = {
+    {"\xEF\xBB\xBFLobbyHttp=http://26.1.2.3:40000/\r\nGameHost = 26.1.2.4\r\nGamePort: 40002",
+     "http://26.1.2.3:40000/ 26.1.2.4 40002"},
+    {"\r\r房主 LOBBYHTTP : http://a:1 # b\r gameport=1\r", "http://a:1 a 1"},
+    {"GamePort=70000\nGamePort=65535\nGamePort=65536\nLobbyHttp=http://a LobbyHttp=http://b GameHost=c",
+     "http://a a 65535"},
+    {"GameHost = 26.1.2.3\nGamePort: 40001", "none - 0"},
+    {"LobbyHttp=http://a\nGamePort=0", "none - 0"},
+    {"LobbyHttp\nGameHost=a\nGamePort=1", "none - 0"},
+    {QByteArray("LobbyHttp=http://a\0\nGamePort=1", 31), "none - 0"},
+    {QByteArray("\xff\xfe=:\n").repeated(9000), "none - 0"},
+    {"LobbyHttp=http://a\nGamePort=1\n" + QByteArray(64 << 10, '\n'), "none - 0"}};
+
+// Body, rest of the status line, whether it is a host's.
+const std::tuple<QByteArray, const char*, bool> kReplies[] = {
+    {"{\"ok\":true,\"x\":[]}", "200 OK", true}, {"{\"ok\":false}", "200 OK", false},
+    {"{\"ok\":\"true\"}", "200 OK", false},     {"[true]", "200 OK", false},
+    {"{\"ok\":true", "200 OK", false},          {"{\"ok\":true}", "202 Accepted", false},
+    {"{\"ok\":true}", "500 Error", false},      {"{\"ok\":true}" + QByteArray(64 << 10, ' '), "200 OK", false}};
+
+}  // namespace
+
+class HostDiscoveryTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void hostFile() {
+        for (const auto& [bytes, expected] : kHostFiles) {
+            const QTemporaryDir folder;
+            QFile file(folder.filePath(QStringLiteral("current_host.txt")));
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+            file.close();
+            ServerFields fields{QStringLiteral("none"), QStringLiteral("-"), 0};
+            parseCurrentHostText(readCurrentHostFile(file.fileName()).value_or(QString()), fields);
+            QCOMPARE(QStringLiteral("%1 %2 %3").arg(fields.lobbyHttp, fields.gameHost).arg(fields.gamePort),
+                     QString::fromUtf8(expected));
+        }
+    }
+
+    void hostFilePath() {
+        const QTemporaryDir folder;
+        const auto path = [&] {
+            const QString root = QDir::toNativeSeparators(folder.filePath(QStringLiteral("a/b")));
+            return QDir(folder.path()).relativeFilePath(currentHostFilePath(root.toStdU16String()));
+        };
+        QCOMPARE(path(), QStringLiteral("服务端/current_host.txt"));
+        QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("a/服务端")));
+        QVERIFY(QFile(folder.filePath(QStringLiteral("a/服务端/current_host.txt"))).open(QIODevice::WriteOnly));
+        QCOMPARE(path(), QStringLiteral("a/服务端/current_host.txt"));
+    }
+
+    void neighbours() {
+        const QStringList found = radminAddresses({0x1A640001, 0x1A000001, 0x1A020304, 0x1A090909, 0x1AFFFFFF,
+                                                   0x1B010203, 0x0100001A, 0x1A020304, 0xFFFFFFFF, 0x1A000002},
+                                                  {0x1A090909, 0x7F000001});
+        QCOMPARE(found.join(QLatin1Char(' ')), QStringLiteral("26.0.0.2 26.2.3.4 26.100.0.1"));
+    }
+
+    void health() {
+        QNetworkAccessManager network;
+        for (const auto& [body, status, good] : kReplies) {
+            const Script script = ScriptedServer::reply(body, status);
+            ScriptedServer server([&](const ScriptedRequest&) { return script; });
+            QNetworkReply* reply = requestLobbyHealth(network, server.url(), 30'000);
+            QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), 30'000);
+            const LobbyHealth health = readLobbyHealth(*reply);
+            QVERIFY2(health.good == good && health.status == QByteArray(status).left(3).toInt(), body.left(99));
+            QCOMPARE(server.requests.value(0).target, QByteArray("/api/lobby/health"));
+        }
+    }
+};
+
+NETPLAY_TEST(HostDiscoveryTest);
+#include "host_discovery_test.moc"
