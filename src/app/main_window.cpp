@@ -1,0 +1,134 @@
+#include "app/main_window.h"
+
+#include "lobby/lobby_client.h"
+#include "room/room_rules.h"
+
+#include <QCloseEvent>
+#include <QLabel>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QTimer>
+
+namespace {
+
+constexpr int kPollIntervalMs = 2000;
+constexpr int kClosingLeaveMs = 800;
+constexpr int kLongestStatus = 1000;
+
+QTimer* makeTimer(const QString& name, QObject* parent) {
+    auto* timer = new QTimer(parent);
+    timer->setObjectName(name);
+    timer->setInterval(kPollIntervalMs);
+    return timer;
+}
+
+}  // namespace
+
+MainWindow::MainWindow(const ClientPaths& clientPaths, const QStringList& arguments) : paths(clientPaths) {
+    setWindowTitle(QStringLiteral("联机大厅"));
+    resize(940, 600);
+    setMinimumSize(820, 520);
+    loadSettings(arguments);
+    client = new LobbyClient(settings.lobbyHttp, this);
+    buildPages();
+    wireClient();
+    makeTimers();
+    wireWatchers();
+    showLoginPage();
+    if (settings.autoLogin) {
+        // Behind the event loop's start, so that the window is on screen first.
+        QTimer::singleShot(0, this, &MainWindow::onLogin);
+    }
+}
+
+MainWindow::~MainWindow() {
+    fingerprintWatcher.waitForFinished();
+    launchWatcher.waitForFinished();
+    // The pages outlive this part of the object by a moment and must not call it any more.
+    pageStack->disconnect(this);
+    const auto children = pageStack->findChildren<QObject*>();
+    for (QObject* child : children) {
+        child->disconnect(this);
+    }
+}
+
+void MainWindow::loadSettings(const QStringList& arguments) {
+    const std::u16string file = joinPath(paths.configDir, u"Server.ini");
+    settings = loadClientSettings(QString::fromStdU16String(file), arguments);
+}
+
+void MainWindow::buildPages() {
+    pageStack = new QStackedWidget(this);
+    buildRegisterPage();
+    buildLoginPage();
+    buildLobbyPage();
+    buildRoomPage();
+    buildSettingsPage();
+    for (QWidget* page : {registerPage, loginPage, lobbyPage, roomPage, settingsPage}) {
+        pageStack->addWidget(page);
+    }
+    setCentralWidget(pageStack);
+    statusBar()->setSizeGripEnabled(true);
+}
+
+void MainWindow::wireClient() {
+    connect(client, &LobbyClient::loginResult, this, &MainWindow::onLoginResult);
+    connect(client, &LobbyClient::roomsUpdated, this, &MainWindow::onRoomsUpdated);
+    connect(client, &LobbyClient::roomDetailUpdated, this, &MainWindow::onRoomDetailUpdated);
+    connect(client, &LobbyClient::actionResult, this, &MainWindow::onActionResult);
+    connect(client, &LobbyClient::roomCreated, this, &MainWindow::onRoomCreated);
+    connect(client, &LobbyClient::roomActionResult, this, &MainWindow::onRoomActionResult);
+    connect(client, &LobbyClient::heartbeatResult, this, &MainWindow::onHeartbeatResult);
+}
+
+void MainWindow::makeTimers() {
+    roomPollTimer = makeTimer(QStringLiteral("roomPollTimer"), this);
+    connect(roomPollTimer, &QTimer::timeout, this, &MainWindow::pollRooms);
+    gameWatchTimer = makeTimer(QStringLiteral("gameWatchTimer"), this);
+    connect(gameWatchTimer, &QTimer::timeout, this, &MainWindow::watchGameProcess);
+}
+
+void MainWindow::wireWatchers() {
+    connect(&catalogWatcher, &QFutureWatcherBase::finished, this, &MainWindow::onCatalogLoaded);
+    connect(&fingerprintWatcher, &QFutureWatcherBase::finished, this, &MainWindow::onMapFingerprintFinished);
+    connect(&launchWatcher, &QFutureWatcherBase::finished, this, &MainWindow::onLaunchFinished);
+}
+
+void MainWindow::showStatus(QLabel* label, const QString& wholeText) {
+    // A server's message of any length leaves the page its shape.
+    const QString text = wholeText.left(kLongestStatus);
+    if (label != nullptr) {
+        label->setText(text);
+    }
+    if (!text.isEmpty()) {
+        statusBar()->showMessage(text, 0);
+    }
+}
+
+QLabel* MainWindow::currentStatusLabel() const {
+    return isShown(loginPage) ? loginStatusLabel : isShown(roomPage) ? roomStatusLabel : lobbyStatusLabel;
+}
+
+bool MainWindow::isShown(const QWidget* page) const {
+    return pageStack != nullptr && pageStack->currentWidget() == page;
+}
+
+bool MainWindow::isAtSignIn() const {
+    const QWidget* page = isShown(settingsPage) ? pageBeforeSettings : pageStack->currentWidget();
+    return page == loginPage || page == registerPage;
+}
+
+bool MainWindow::isSignedIn() const {
+    return client != nullptr && !client->authToken().isEmpty();
+}
+
+QString MainWindow::userName() const {
+    return client == nullptr ? QString() : client->userName();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    if (isSignedIn() && inRoom && !currentRoom.id.isEmpty() && !isRoomPlaying(currentRoom)) {
+        client->leaveRoomBlocking(currentRoom.id, kClosingLeaveMs);
+    }
+    QMainWindow::closeEvent(event);
+}

@@ -1,0 +1,365 @@
+// The client's one window: every page, the lobby client, the timers, the background tasks and the room that the player
+// is in. Everything runs on the main thread; the three tasks (catalog scan, fingerprint, launch) work on copies on the
+// global thread pool and come back by their watchers.
+//
+// Widgets belong to Qt's parent chain. Data flows one way: a reply or a task's result becomes plain records here, a
+// function of room/ decides, and one refresh or render function a page puts the outcome into the widgets.
+#pragma once
+
+#include "launch/game_launcher.h"
+#include "lobby/room_info.h"
+#include "maps/map_info.h"
+#include "room/launch_memory.h"
+#include "settings/client_settings.h"
+#include "settings/host_discovery.h"
+#include "settings/paths.h"
+
+#include <QCoreApplication>
+#include <QFutureWatcher>
+#include <QMainWindow>
+#include <QMap>
+#include <QStringList>
+#include <QVector>
+
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+class LobbyClient;
+class QCheckBox;
+class QComboBox;
+class QFormLayout;
+class QJsonObject;
+class QLabel;
+class QLineEdit;
+class QNetworkAccessManager;
+class QPushButton;
+class QSpinBox;
+class QStackedWidget;
+class QTableWidget;
+class QTextEdit;
+class QTimer;
+enum class SlotCommand;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+public:
+    struct MapFingerprintResult {
+        std::int32_t kind = 0;  // kFingerprintForCreate or kFingerprintForJoin
+        bool ok = false;
+        QString message;  // the player's words when not ok
+        NetPlay::MapInfo map;
+        CreateRoomRequest request;  // what waits for the fingerprint: this on the way to a new room,
+        RoomInfo room;              // this on the way into one
+        QString userName;           // who waits; another player who signed in meanwhile does not
+    };
+    static constexpr std::int32_t kFingerprintForCreate = 1;
+    static constexpr std::int32_t kFingerprintForJoin = 2;
+
+    struct LaunchResult {
+        bool ok = false;
+        std::uint32_t pid = 0;
+        QString error;  // the launcher's sentence, empty on success
+        std::int32_t userId = 0;
+        QString host;
+        std::int32_t port = 0;
+        std::int32_t slot = 0;
+        std::uint32_t sessionId = 0;
+        bool autoStart = false;
+    };
+
+    // `arguments` begins with the program's name. Two windows with folders of their own may live in one process.
+    explicit MainWindow(const ClientPaths& clientPaths = discoverClientPaths(),
+                        const QStringList& arguments = QCoreApplication::arguments());
+    // Waits for a fingerprint or a launch that is running.
+    ~MainWindow() override;
+
+    // Where the settings page's search for a host looks; the machine itself unless a test says otherwise.
+    void setNetworkSources(const NetworkSources& sources) { networkSources = sources; }
+
+protected:
+    // Leaves a waiting room first, which takes at most 800 ms; a room in play is not left, as its game may still run.
+    void closeEvent(QCloseEvent* event) override;
+
+private Q_SLOTS:
+    void onRegister();
+    void onLogin();
+    void onCreateRoom();
+    void onRefresh();
+    void onJoin();
+    void onReady();
+    void onStart();
+    void onLaunch();
+    void onKickPlayer();
+    void onTransferHost();
+    void onLockSlot();
+    void onUnlockSlot();
+    void onSetSlotPlayer();
+    void onSetSlotComputer();
+    void onSetSlotObserver();
+    void onSendChat();
+    void onBackToLobby();
+    void onLogout();
+    void onSettingsTestConnection();
+    void fillSettingsServerIp();
+    void onLoginResult(bool ok, const QString& message);
+    void onRoomsUpdated(QVector<RoomInfo> newRooms, const QString& error);
+    void onRoomDetailUpdated(bool ok, RoomInfo room, const QString& error);
+    void onActionResult(const QString& action, bool ok, const QString& message);
+    void onRoomCreated(bool ok, const RoomInfo& room, QVector<RoomInfo> newRooms, const QString& error);
+    void onRoomActionResult(const QString& action, bool ok, RoomInfo room, QVector<RoomInfo> newRooms,
+                            const QString& error);
+    void onMapFingerprintFinished();
+    void onLaunchFinished();
+
+private:
+    // ---- main_window.cpp: construction and what every page shares ----
+    void loadSettings(const QStringList& arguments);
+    void buildPages();
+    void wireClient();
+    void makeTimers();
+    void wireWatchers();
+    // The one way to tell the player anything. An empty text clears the label and leaves the status bar.
+    void showStatus(QLabel* label, const QString& wholeText);
+    QLabel* currentStatusLabel() const;
+    bool isShown(const QWidget* page) const;
+    // Signing in, or at the settings from there: what a reply of the last session still brings counts no more.
+    bool isAtSignIn() const;
+    bool isSignedIn() const;
+    QString userName() const;
+
+    // ---- main_window_login.cpp: sign in, register, sign out, a session that the server no longer knows ----
+    void buildLoginPage();
+    void buildRegisterPage();
+    void setAuthBusy(bool busy);
+    void showLoginPage();
+    void showRegisterPage();
+    void handleLoginExpired(const QString& serverText);
+    void stopSession();
+
+    // ---- main_window_lobby.cpp: the rooms, and the way into one ----
+    void buildLobbyPage();
+    void enterLobby(const QString& text);
+    void renderRoomTable();
+    void fillRoomTable(const QString& filter, const QString& preferredId);
+    void refreshLobbyButtons();
+    int selectedRoomIndex() const;
+    int findRoomIndex(const QString& id) const;
+    void joinRoomConfirmed(const RoomInfo& room);
+    void setLobbyBusy(bool busy);
+
+    // ---- main_window_catalog.cpp: local maps, and the gates that need them ----
+    void loadMapCatalog(bool force);
+    void onCatalogLoaded();
+    void takeCatalog(std::vector<NetPlay::MapInfo> catalog);
+    std::filesystem::path mapCacheDir() const;
+    void createWithFingerprintGate(CreateRoomRequest request);
+    void createRoomWith(const NetPlay::MapInfo& map, CreateRoomRequest request);
+    void joinWithFingerprintGate(const RoomInfo& room);
+    void runFingerprintTask(const MapFingerprintResult& waiting);
+    void refuseInLobby(const QString& message);
+    const NetPlay::MapInfo* currentRoomMap();
+
+    // ---- main_window_room.cpp: the room page ----
+    void buildRoomPage();
+    QWidget* buildRoomTopbar();
+    QWidget* buildSlotPanel();
+    QWidget* buildRoomSidePanel();
+    void renderRoomPage();
+    void renderSlotTable();
+    void renderRoomSettings();
+    void renderRoomChat();
+    void refreshRoomButtons();
+    void showSlotMenu(const QPoint& position);
+    void runSlotCommand(SlotCommand command, int number);
+
+    // ---- main_window_actions.cpp: what a player does in a room, and what comes of it ----
+    const RoomSlot* ownSlot() const;
+    bool isRoomHost() const;
+    int selectedSlotNumber() const;
+    QString selectedSlotName() const;
+    bool canStartRoom(QString* message) const;
+    void sendRoomAction(const QString& action, const QJsonObject& extra, const QString& progressText);
+    void sendToSelectedPlayer(const QString& action, const QString& refusal, const QString& progressText);
+    void sendToSelectedSlot(const QString& action, const QString& mode, const QString& refusal,
+                            const QString& progressText);
+    void moveToSlot(int target);
+    void applyMapOption(const QString& key, const QString& value);
+    void onSlotDoubleClicked(int row);
+    void enterRoom(const RoomInfo& room, const QString& text);
+    void resetCurrentRoom();
+    void clearRoomRenderCache();
+    void leaveToLobby(const QString& text);
+    void layPendingMapOptions();
+    void takeRoomActionSuccess(const QString& action, RoomInfo room);
+    void takeRoomActionFailure(const QString& action, const QString& error);
+    void dispatchRoomActionResult(const QString& action);
+    void showOutcome(const QString& text);
+    void setStartInFlight(bool inFlight);
+
+    // ---- main_window_polling.cpp: rooms every two seconds, the heartbeat, the connection's dot ----
+    void pollRooms();
+    void requestRooms(bool visible, const QString& text);
+    void sendRoomHeartbeat();
+    void onHeartbeatResult(bool ok);
+    void setConnectionState(int state);
+    bool restoreRoom();
+    // False when the player was taken out of the room and nothing more is to be shown.
+    bool updateCurrentRoom();
+    void forgetEndedMatch(const RoomInfo& fresh);
+
+    // ---- main_window_launch.cpp: from a room in play to a running game ----
+    void launchGame(bool autoStart);
+    void maybeAutoLaunch();
+    void applyRoomOptionsSelection();
+    QVector<MapOptionIndex> mapOptionPairs();
+    LaunchFacts launchFacts() const;
+
+    // ---- main_window_game_watch.cpp: until the game ends ----
+    void watchGameProcess();
+    void onGameExited(bool clean);
+
+    // ---- main_window_settings.cpp: the settings page ----
+    void buildSettingsPage();
+    QWidget* buildSettingsTopbar();
+    QWidget* buildServerCard();
+    QWidget* buildDisplayCard();
+    QWidget* buildCompatibilityCard();
+    void openSettings();
+    void closeSettings();
+    void refreshSettingsPage();
+    void onSettingsProfileChanged();
+    void showServerFields(const ServerFields& fields);
+    void applyServerFields(const QString& lobbyHttp, const QString& gameHost, int gamePort, const QString& statusText);
+    void readSettingsPage();
+    void saveSettings();
+    void saveSettingsFromPage();
+    QLabel* statusLabelOf(const QWidget* page) const;
+
+    // ---- main_window_discovery.cpp: the search for a host, the connection test ----
+    bool fillFromThisMachine();
+    bool fillFromHostFile(const QString& path);
+    void searchNeighbours(const QStringList& neighbours);
+    void takeNeighbourAnswer(const QString& address, bool isHost);
+    void testLobby(const QString& baseUrl);
+    void testGameHost(const QString& host, int port);
+    void finishConnectionTest(QString& place, const QString& text);
+    void stopHostSearch();
+    void stopConnectionTest();
+
+    // Settings and connections.
+    ClientPaths paths;
+    LobbyClient* client = nullptr;
+    ClientSettings settings;
+    bool skipNextReconnect = false;  // one-shot: the next exit of the game is not followed by a relaunch
+
+    // Pages, in the stack's order.
+    QStackedWidget* pageStack = nullptr;
+    QWidget* registerPage = nullptr;
+    QWidget* loginPage = nullptr;
+    QWidget* lobbyPage = nullptr;
+    QWidget* roomPage = nullptr;
+    QWidget* settingsPage = nullptr;
+    QWidget* pageBeforeSettings = nullptr;
+
+    // Login and register pages.
+    QLineEdit* loginUserEdit = nullptr;
+    QLineEdit* loginPasswordEdit = nullptr;
+    QPushButton* loginButton = nullptr;
+    QPushButton* toRegisterButton = nullptr;
+    QLabel* loginStatusLabel = nullptr;
+    QLineEdit* registerUserEdit = nullptr;
+    QLineEdit* registerPasswordEdit = nullptr;
+    QLineEdit* registerConfirmEdit = nullptr;
+    QPushButton* registerButton = nullptr;
+    QPushButton* toLoginButton = nullptr;
+    QLabel* registerStatusLabel = nullptr;
+
+    // Lobby page.
+    QLabel* lobbyUserLabel = nullptr;
+    QLabel* lobbyStatusLabel = nullptr;
+    QPushButton* createRoomButton = nullptr;
+    QPushButton* refreshButton = nullptr;
+    QPushButton* logoutButton = nullptr;
+    QLineEdit* roomSearchEdit = nullptr;
+    QTableWidget* roomTable = nullptr;
+    QPushButton* joinButton = nullptr;
+
+    // Room page.
+    QLabel* roomTitleLabel = nullptr;
+    QLabel* roomLineLabel = nullptr;
+    QLabel* roomSettingsLabel = nullptr;
+    QLabel* roomStatusLabel = nullptr;
+    QLabel* connectionDotLabel = nullptr;
+    QFormLayout* mapOptionForm = nullptr;
+    QTextEdit* roomChatView = nullptr;
+    QMap<QString, QComboBox*> mapOptionCombos;
+    QLineEdit* chatEdit = nullptr;
+    QPushButton* sendChatButton = nullptr;
+    QTableWidget* slotTable = nullptr;
+    QPushButton* leaveRoomButton = nullptr;
+    QPushButton* readyButton = nullptr;
+    QPushButton* startButton = nullptr;
+    QPushButton* launchButton = nullptr;
+
+    // Settings page.
+    QComboBox* serverProfileBox = nullptr;
+    QLineEdit* lobbyHttpEdit = nullptr;
+    QLineEdit* gameHostEdit = nullptr;
+    QSpinBox* gamePortBox = nullptr;
+    QPushButton* radminButton = nullptr;
+    QComboBox* displayPresetBox = nullptr;
+    QCheckBox* dpiAwareBox = nullptr;
+    QCheckBox* compatibilityModeBox = nullptr;
+    QLabel* settingsStatusLabel = nullptr;
+    QPushButton* testConnectionButton = nullptr;
+    NetworkSources networkSources;
+    // The search and the test that are running, null when none is. What still comes of an earlier one is ignored.
+    QNetworkAccessManager* hostSearch = nullptr;
+    QNetworkAccessManager* connectionTest = nullptr;
+    int neighboursPending = 0;
+    int testsPending = 0;
+    QString lobbyTestText;
+    QString gameHostTestText;
+
+    // Timers and background work.
+    QTimer* roomPollTimer = nullptr;
+    QTimer* gameWatchTimer = nullptr;
+    QFutureWatcher<std::vector<NetPlay::MapInfo>> catalogWatcher;
+    QFutureWatcher<MapFingerprintResult> fingerprintWatcher;
+    QFutureWatcher<LaunchResult> launchWatcher;
+    bool launchInFlight = false;
+    GameLauncher gameLauncher;  // belongs to the launch task while launchInFlight
+
+    // Room flow.
+    std::vector<NetPlay::MapInfo> mapCatalog;
+    QVector<RoomInfo> rooms;
+    RoomInfo currentRoom;
+    QMap<QString, QString> pendingMapOptions;  // the host's choices that the server has not confirmed yet
+    bool inRoom = false;
+    bool authBusy = false;
+    bool lobbyBusy = false;
+    bool startInFlight = false;  // any room action or a launch, not only the start
+    bool roomsFetchInFlight = false;
+    bool roomsFetchVisible = false;
+    bool leaveRequested = false;
+    bool restoreRoomOnLogin = false;
+    bool catalogLoadStarted = false;
+    bool catalogReady = false;
+    bool registerPending = false;
+    bool gameRunning = false;
+    std::uint32_t gamePid = 0;
+    LaunchMemory launchMemory;
+    bool detailInFlight = false;
+
+    // What each region was last built from: equal means that its widgets stay untouched.
+    QString lobbyTableSignature;
+    QString slotTableSignature;
+    QString roomSettingsSignature;
+    QString chatSignature;
+    QString spareRenderSignature;
+
+    int connectionState = 0;  // 0 connected, 1 reconnecting, 2 disconnected
+    int heartbeatFailures = 0;
+};

@@ -1,0 +1,192 @@
+// Local maps in the background, and the gates in front of creating and joining a room.
+#include "app/main_window.h"
+#include "lobby/lobby_client.h"
+#include "maps/catalog.h"
+#include "maps/fingerprint.h"
+#include "maps/map_finders.h"
+#include "room/map_gate.h"
+
+#include <QLabel>
+#include <QLoggingCategory>
+#include <QStackedWidget>
+#include <QtConcurrent>
+
+#include <algorithm>
+#include <exception>
+
+namespace {
+
+using Catalog = std::vector<NetPlay::MapInfo>;
+
+std::filesystem::path mapRootOf(const std::u16string& dataRoot) {
+    return dataRoot.empty() ? std::filesystem::path() : std::filesystem::path(joinPath(dataRoot, u"map"));
+}
+
+std::filesystem::path cacheDirOf(const std::u16string& clientRoot) {
+    return clientRoot.empty() ? std::filesystem::path()
+                              : std::filesystem::path(joinPath(joinPath(clientRoot, u"Cache"), u"map_cache"));
+}
+
+// The body of the scan's task.
+Catalog scanMaps(const std::u16string& dataRoot, const std::u16string& clientRoot) {
+    try {
+        return dataRoot.empty() ? Catalog() : NetPlay::scanMapCatalog(mapRootOf(dataRoot), cacheDirOf(clientRoot));
+    } catch (const std::exception& error) {
+        qWarning("map scan failed: %s", error.what());
+        return {};
+    }
+}
+
+// The body of the fingerprint's task.
+MainWindow::MapFingerprintResult fingerprintMap(MainWindow::MapFingerprintResult result,
+                                                const std::filesystem::path& cacheDir) {
+    try {
+        result.ok = NetPlay::computeMapFingerprint(result.map, cacheDir);
+    } catch (const std::exception& error) {
+        qWarning("map fingerprint failed: %s", error.what());
+        result.ok = false;
+    }
+    if (!result.ok) {
+        result.message = result.kind == MainWindow::kFingerprintForCreate
+                             ? QStringLiteral("地图文件不完整或无法读取，不能创建房间。")
+                             : QStringLiteral("地图文件不完整或无法读取，不能进入房间。");
+    }
+    return result;
+}
+
+}  // namespace
+
+std::filesystem::path MainWindow::mapCacheDir() const {
+    return cacheDirOf(paths.clientRoot);
+}
+
+void MainWindow::loadMapCatalog(bool force) {
+    if (catalogWatcher.isRunning() || (catalogLoadStarted && !force)) {
+        return;
+    }
+    catalogLoadStarted = true;
+    if (!force && mapCatalog.empty() && !paths.dataRoot.empty() && !paths.clientRoot.empty()) {
+        Catalog cached = NetPlay::loadCachedCatalog(mapRootOf(paths.dataRoot), mapCacheDir());
+        if (!cached.empty()) {
+            takeCatalog(std::move(cached));
+            if (isShown(lobbyPage)) {
+                showStatus(lobbyStatusLabel,
+                           QStringLiteral("地图缓存已加载:%1 张，后台继续检查更新。").arg(mapCatalog.size()));
+            }
+        }
+    }
+    if (force || mapCatalog.empty()) {
+        catalogReady = false;
+    }
+    refreshLobbyButtons();
+    catalogWatcher.setFuture(QtConcurrent::run(scanMaps, paths.dataRoot, paths.clientRoot));
+}
+
+void MainWindow::takeCatalog(Catalog catalog) {
+    mapCatalog = std::move(catalog);
+    catalogReady = true;
+    roomSettingsSignature.clear();
+    refreshLobbyButtons();
+}
+
+void MainWindow::onCatalogLoaded() {
+    takeCatalog(catalogWatcher.result());
+    if (isShown(lobbyPage)) {
+        showStatus(lobbyStatusLabel, QStringLiteral("地图已加载:%1 张，可以创建游戏。").arg(mapCatalog.size()));
+    } else if (isShown(roomPage)) {
+        renderRoomPage();
+    }
+}
+
+const NetPlay::MapInfo* MainWindow::currentRoomMap() {
+    if (currentRoom.mapId.isEmpty() && currentRoom.mapName.isEmpty()) {
+        return nullptr;
+    }
+    if (!catalogLoadStarted) {
+        loadMapCatalog(false);
+    }
+    return NetPlay::findMapForRoom(mapCatalog, currentRoom.mapId, currentRoom.mapName);
+}
+
+void MainWindow::refuseInLobby(const QString& message) {
+    showStatus(lobbyStatusLabel, message);
+    refreshLobbyButtons();
+}
+
+void MainWindow::createWithFingerprintGate(CreateRoomRequest request) {
+    if (fingerprintWatcher.isRunning()) {
+        showStatus(lobbyStatusLabel, QStringLiteral("正在校验地图版本，请稍后。"));
+        return;
+    }
+    const NetPlay::MapInfo* map = NetPlay::findMapByName(mapCatalog, request.mapId);
+    if (map == nullptr) {
+        showStatus(lobbyStatusLabel, QStringLiteral("本地找不到所选地图，不能创建房间。"));
+        return;
+    }
+    if (map->fingerprint.empty()) {
+        runFingerprintTask({kFingerprintForCreate, false, QString(), *map, std::move(request), RoomInfo(), userName()});
+        return;
+    }
+    setLobbyBusy(true);
+    createRoomWith(*map, std::move(request));
+}
+
+void MainWindow::createRoomWith(const NetPlay::MapInfo& map, CreateRoomRequest request) {
+    request.mapFingerprint = QString::fromStdString(map.fingerprint);
+    request.mapFingerprintAlgo = QString::fromStdString(map.fingerprintAlgo);
+    showStatus(lobbyStatusLabel, QStringLiteral("创建游戏中..."));
+    client->createRoom(request);
+}
+
+void MainWindow::joinWithFingerprintGate(const RoomInfo& room) {
+    if (fingerprintWatcher.isRunning()) {
+        showStatus(lobbyStatusLabel, QStringLiteral("正在校验地图版本，请稍后。"));
+        return;
+    }
+    const MapGate gate = judgeRoomMap(room, mapCatalog, catalogReady);
+    switch (gate.outcome) {
+    case MapGate::Outcome::refused:
+        refuseInLobby(gate.message);
+        break;
+    case MapGate::Outcome::needsFingerprint:
+        setLobbyBusy(true);
+        runFingerprintTask({kFingerprintForJoin, false, QString(), *gate.map, CreateRoomRequest(), room, userName()});
+        break;
+    case MapGate::Outcome::open:
+        joinRoomConfirmed(room);
+        break;
+    }
+}
+
+void MainWindow::runFingerprintTask(const MapFingerprintResult& waiting) {
+    showStatus(lobbyStatusLabel, QStringLiteral("正在校验地图版本..."));
+    fingerprintWatcher.setFuture(QtConcurrent::run(fingerprintMap, waiting, mapCacheDir()));
+}
+
+void MainWindow::onMapFingerprintFinished() {
+    MapFingerprintResult result = fingerprintWatcher.result();
+    const auto entry = std::find_if(mapCatalog.begin(), mapCatalog.end(),
+                                    [&](const NetPlay::MapInfo& map) { return map.name == result.map.name; });
+    if (result.ok && entry != mapCatalog.end()) {
+        *entry = result.map;
+    }
+    if (!isSignedIn() || result.userName != userName()) {
+        return;
+    }
+    const bool creating = result.kind == kFingerprintForCreate;
+    const QString fingerprint = QString::fromStdString(result.map.fingerprint);
+    QString refusal = result.message;
+    if (result.ok && creating && fingerprint.isEmpty()) {
+        refusal = QStringLiteral("地图文件不完整，无法创建房间。");
+    } else if (result.ok && !creating && (fingerprint.isEmpty() || fingerprint != result.room.mapFingerprint)) {
+        refusal = QStringLiteral("地图版本不一致，请更新为房主地图版本。");
+    }
+    if (!refusal.isEmpty()) {
+        setLobbyBusy(false);
+        refuseInLobby(refusal);
+    } else if (creating) {
+        createRoomWith(result.map, std::move(result.request));
+    } else {
+        joinRoomConfirmed(result.room);
+    }
+}

@@ -1,0 +1,265 @@
+// The lobby page: the rooms, and the way into one.
+#include "app/main_window.h"
+#include "lobby/lobby_client.h"
+#include "room/create_room_dialog.h"
+#include "room/lobby_rules.h"
+#include "room/room_rules.h"
+
+#include <QBoxLayout>
+#include <QHeaderView>
+#include <QInputDialog>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QTableWidget>
+#include <QTimer>
+
+#include <optional>
+
+namespace {
+
+constexpr int kPollIntervalMs = 2000;
+// A status or map name of any length leaves the other columns their place.
+constexpr int kWidestTextColumn = 320;
+constexpr int kWidestUserName = 260;
+constexpr int kHighestStatus = 60;
+
+QTableWidget* makeRoomTable(QWidget* parent) {
+    auto* table = new QTableWidget(0, 4, parent);
+    table->setHorizontalHeaderLabels(
+        {QStringLiteral("房间"), QStringLiteral("状态"), QStringLiteral("人数"), QStringLiteral("地图")});
+    table->verticalHeader()->setVisible(false);
+    table->setShowGrid(false);
+    table->setWordWrap(false);
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setSelectionMode(QAbstractItemView::SingleSelection);
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    QHeaderView* header = table->horizontalHeader();
+    header->setHighlightSections(false);
+    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    header->setMaximumSectionSize(kWidestTextColumn);
+    header->setSectionResizeMode(QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(0, QHeaderView::Stretch);
+    return table;
+}
+
+QLabel* makeStatusLabel() {
+    auto* label = new QLabel;
+    label->setObjectName(QStringLiteral("StatusDot"));
+    label->setTextFormat(Qt::PlainText);
+    return label;
+}
+
+// Nothing when the player cancels. The server's name is shown as it is, never as rich text, and wraps.
+std::optional<QString> askRoomPassword(QWidget* parent, const QString& roomName) {
+    QInputDialog dialog(parent, Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint);
+    dialog.setWindowTitle(QStringLiteral("私有房间"));
+    dialog.setLabelText(QStringLiteral("房间《%1》需要密码：").arg(roomName));
+    dialog.setTextEchoMode(QLineEdit::Password);
+    if (auto* label = dialog.findChild<QLabel*>()) {
+        label->setTextFormat(Qt::PlainText);
+        label->setWordWrap(true);
+    }
+    return dialog.exec() == QDialog::Accepted ? std::optional(dialog.textValue()) : std::nullopt;
+}
+
+}  // namespace
+
+void MainWindow::buildLobbyPage() {
+    lobbyPage = new QWidget(pageStack);
+    auto* title = new QLabel(QStringLiteral("大厅"));
+    title->setObjectName(QStringLiteral("Title"));
+    lobbyUserLabel = makeStatusLabel();
+    lobbyUserLabel->setMaximumWidth(kWidestUserName);
+    auto* settingsButton = new QPushButton(QStringLiteral("设置"));
+    logoutButton = new QPushButton(QStringLiteral("退出登录"));
+    refreshButton = new QPushButton(QStringLiteral("刷新"));
+    createRoomButton = new QPushButton(QStringLiteral("＋ 创建游戏"));
+    createRoomButton->setObjectName(QStringLiteral("primary"));
+    roomSearchEdit = new QLineEdit;
+    roomSearchEdit->setPlaceholderText(QStringLiteral("搜索房间、地图、房主或玩家"));
+    roomSearchEdit->setClearButtonEnabled(true);
+    roomSearchEdit->setMinimumWidth(260);
+    roomTable = makeRoomTable(lobbyPage);
+    joinButton = new QPushButton(QStringLiteral("进入房间"));
+    joinButton->setObjectName(QStringLiteral("primary"));
+    lobbyStatusLabel = makeStatusLabel();
+    lobbyStatusLabel->setWordWrap(true);
+    // No word of a message may widen the window.
+    lobbyStatusLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    lobbyStatusLabel->setMaximumHeight(kHighestStatus);
+
+    auto* heading = new QHBoxLayout;
+    heading->addWidget(title);
+    heading->addStretch();
+    for (QWidget* widget : {static_cast<QWidget*>(lobbyUserLabel), static_cast<QWidget*>(settingsButton),
+                            static_cast<QWidget*>(logoutButton), static_cast<QWidget*>(refreshButton)}) {
+        heading->addWidget(widget);
+    }
+    auto* tools = new QHBoxLayout;
+    tools->addWidget(createRoomButton);
+    tools->addStretch();
+    tools->addWidget(roomSearchEdit);
+    auto* bottom = new QHBoxLayout;
+    bottom->addWidget(joinButton);
+    bottom->addStretch();
+    bottom->addWidget(lobbyStatusLabel, 1);
+
+    auto* rows = new QVBoxLayout(lobbyPage);
+    rows->setContentsMargins(18, 18, 18, 18);
+    rows->setSpacing(12);
+    rows->addLayout(heading);
+    rows->addLayout(tools);
+    rows->addWidget(roomTable, 1);
+    rows->addLayout(bottom);
+
+    connect(refreshButton, &QPushButton::clicked, this, &MainWindow::onRefresh);
+    connect(settingsButton, &QPushButton::clicked, this, &MainWindow::openSettings);
+    connect(logoutButton, &QPushButton::clicked, this, &MainWindow::onLogout);
+    connect(createRoomButton, &QPushButton::clicked, this, &MainWindow::onCreateRoom);
+    connect(joinButton, &QPushButton::clicked, this, &MainWindow::onJoin);
+    connect(roomSearchEdit, &QLineEdit::textChanged, this, &MainWindow::renderRoomTable);
+    connect(roomTable, &QTableWidget::itemSelectionChanged, this, &MainWindow::refreshLobbyButtons);
+    connect(roomTable, &QTableWidget::cellDoubleClicked, this, [this] {
+        if (joinButton->isEnabled()) {
+            onJoin();
+        }
+    });
+}
+
+void MainWindow::enterLobby(const QString& text) {
+    pageStack->setCurrentWidget(lobbyPage);
+    roomPollTimer->setInterval(kPollIntervalMs);
+    allowNextAttempt(launchMemory);
+    lobbyUserLabel->setText(QStringLiteral("已登录：") + userName());
+    QString message = text.isEmpty() ? QStringLiteral("选择房间或创建房间。") : text;
+    if (!catalogReady) {
+        message += QStringLiteral(" 正在后台加载地图，完成后可创建游戏。");
+    }
+    showStatus(lobbyStatusLabel, message);
+    loadMapCatalog(false);
+    renderRoomTable();
+}
+
+void MainWindow::renderRoomTable() {
+    if (roomTable == nullptr) {
+        return;
+    }
+    const QString preferredId = inRoom ? currentRoom.id : QString();
+    const QString filter = roomSearchEdit->text();
+    const QString signature = roomTableSignature(rooms, filter, preferredId);
+    if (signature != lobbyTableSignature) {
+        lobbyTableSignature = signature;
+        fillRoomTable(filter, preferredId);
+    }
+    refreshLobbyButtons();
+}
+
+void MainWindow::fillRoomTable(const QString& filter, const QString& preferredId) {
+    QVector<const RoomInfo*> shown;
+    for (const RoomInfo& room : qAsConst(rooms)) {
+        if (roomMatchesFilter(room, filter)) {
+            shown.append(&room);
+        }
+    }
+    roomTable->setUpdatesEnabled(false);
+    const QSignalBlocker blocker(roomTable);
+    roomTable->setRowCount(0);
+    roomTable->setRowCount(shown.size());
+    for (int row = 0; row < shown.size(); ++row) {
+        const QStringList texts = roomRowTexts(*shown[row]);
+        for (int column = 0; column < texts.size(); ++column) {
+            auto* item = new QTableWidgetItem(texts[column]);
+            if (column == 0) {
+                item->setData(Qt::UserRole, shown[row]->id);
+            }
+            roomTable->setItem(row, column, item);
+        }
+        if (!preferredId.isEmpty() && shown[row]->id == preferredId) {
+            roomTable->selectRow(row);
+        }
+    }
+    roomTable->setUpdatesEnabled(true);
+}
+
+void MainWindow::refreshLobbyButtons() {
+    const int row = selectedRoomIndex();
+    const LobbyButtons buttons = lobbyButtons(
+        {isSignedIn(), lobbyBusy, catalogReady || !mapCatalog.empty(), row < 0 ? nullptr : &rooms.at(row), userName()});
+    refreshButton->setEnabled(buttons.refresh);
+    logoutButton->setEnabled(buttons.logout);
+    createRoomButton->setEnabled(buttons.createRoom);
+    createRoomButton->setText(buttons.createRoomText);
+    joinButton->setEnabled(buttons.join);
+    joinButton->setToolTip(buttons.joinTip);
+}
+
+void MainWindow::setLobbyBusy(bool busy) {
+    lobbyBusy = busy;
+    refreshLobbyButtons();
+}
+
+int MainWindow::selectedRoomIndex() const {
+    const int row = roomTable->currentRow();
+    const QTableWidgetItem* item = row < 0 || row >= rooms.size() ? nullptr : roomTable->item(row, 0);
+    return item == nullptr ? -1 : findRoomIndex(item->data(Qt::UserRole).toString());
+}
+
+int MainWindow::findRoomIndex(const QString& id) const {
+    for (int i = 0; i < rooms.size(); ++i) {
+        if (rooms.at(i).id == id) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+void MainWindow::onRefresh() {
+    loadMapCatalog(false);
+    requestRooms(true, QStringLiteral("刷新中..."));
+}
+
+void MainWindow::onJoin() {
+    const int index = selectedRoomIndex();
+    if (index < 0) {
+        showStatus(lobbyStatusLabel, QStringLiteral("请先选择房间。"));
+        return;
+    }
+    const RoomInfo room = rooms.at(index);
+    if (isRoomPlaying(room)) {
+        refuseInLobby(QStringLiteral("该房间游戏中，无法进入。"));
+        return;
+    }
+    showStatus(lobbyStatusLabel, QStringLiteral("进入房间中..."));
+    joinWithFingerprintGate(room);
+}
+
+void MainWindow::joinRoomConfirmed(const RoomInfo& room) {
+    QJsonObject extra;
+    if (room.isPrivate || room.hasPassword) {
+        const std::optional<QString> password = askRoomPassword(this, room.name.isEmpty() ? room.id : room.name);
+        if (!password) {
+            setLobbyBusy(false);
+            return;
+        }
+        extra.insert(QStringLiteral("password"), *password);
+    }
+    setLobbyBusy(true);
+    showStatus(lobbyStatusLabel, QStringLiteral("进入房间中..."));
+    client->roomAction(room.id, QStringLiteral("join"), extra);
+}
+
+void MainWindow::onCreateRoom() {
+    if (mapCatalog.empty() && !catalogReady) {
+        loadMapCatalog(false);
+        showStatus(lobbyStatusLabel, QStringLiteral("地图还在后台加载，请稍等几秒后再创建游戏。"));
+        return;
+    }
+    CreateRoomDialog dialog(userName(), mapCatalog, this);
+    if (dialog.exec() == QDialog::Accepted) {
+        showStatus(lobbyStatusLabel, QStringLiteral("创建游戏中..."));
+        createWithFingerprintGate(dialog.request());
+    }
+}

@@ -1,0 +1,436 @@
+#include "app/main_window.h"
+#include "room/map_option_rows.h"
+#include "room/room_rules.h"
+#include "room/room_signatures.h"
+#include "room/room_texts.h"
+#include "room/slot_table.h"
+
+#include <QColor>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPainter>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSignalBlocker>
+#include <QStackedWidget>
+#include <QStyledItemDelegate>
+#include <QTableWidget>
+#include <QTextEdit>
+#include <QVBoxLayout>
+
+namespace {
+
+QLabel* plainLabel(const QString& text, const char* objectName) {
+    auto* label = new QLabel;
+    label->setTextFormat(Qt::PlainText);
+    label->setText(text);
+    label->setObjectName(QLatin1String(objectName));
+    return label;
+}
+
+// A name in a tip may look like markup.
+QString plainTip(const QString& text) {
+    const QString tip = shownText(text);
+    return Qt::mightBeRichText(tip) ? Qt::convertFromPlainText(tip) : tip;
+}
+
+QFrame* roomPanel(QWidget* parent) {
+    auto* panel = new QFrame(parent);
+    panel->setObjectName(QStringLiteral("RoomPanel"));
+    return panel;
+}
+
+// A style sheet that frames a table's items leaves out their own backgrounds.
+class BackgroundDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        painter->fillRect(option.rect, index.data(Qt::BackgroundRole).value<QBrush>());
+        QStyledItemDelegate::paint(painter, option, index);
+    }
+};
+
+void sizeColumnsToContents(QHeaderView* header) {
+    constexpr int kPlayerColumn = 2;
+    header->setSectionResizeMode(QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(kPlayerColumn, QHeaderView::Stretch);
+}
+
+QTableWidget* makeSlotTable(QWidget* parent) {
+    // One long side must not push the players out of view.
+    constexpr int kMaxColumnWidth = 180;
+    const QStringList captions{QStringLiteral("槽位"), QStringLiteral("势力"), QStringLiteral("玩家"),
+                               QStringLiteral("状态"), QStringLiteral("网速")};
+    auto* table = new QTableWidget(0, captions.size(), parent);
+    table->setHorizontalHeaderLabels(captions);
+    table->verticalHeader()->hide();
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setSelectionMode(QAbstractItemView::SingleSelection);
+    table->setContextMenuPolicy(Qt::CustomContextMenu);
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setShowGrid(false);
+    table->setWordWrap(false);
+    table->setItemDelegate(new BackgroundDelegate(table));
+    QHeaderView* header = table->horizontalHeader();
+    header->setHighlightSections(false);
+    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    header->setMaximumSectionSize(kMaxColumnWidth);
+    sizeColumnsToContents(header);
+    return table;
+}
+
+void fillSlotRow(QTableWidget* table, int row, const SlotRow& content) {
+    for (int column = 0; column < static_cast<int>(content.cells.size()); ++column) {
+        auto* item = new QTableWidgetItem(content.cells[static_cast<std::size_t>(column)]);
+        item->setData(kSlotNumberRole, content.slot.slot);
+        item->setData(kPlayerSlotRole, content.slot.isPlayerSlot);
+        item->setData(kOccupiedRole, content.occupied);
+        item->setData(kLockedRole, content.slot.locked);
+        item->setData(kOccupantRole, content.slot.name);
+        if (content.own) {
+            item->setBackground(QColor(QStringLiteral("#263a55")));
+        }
+        table->setItem(row, column, item);
+    }
+}
+
+// The boxes go later: the one that the player has just changed may be on the call stack.
+void clearForm(QFormLayout* form) {
+    while (form->rowCount() > 0) {
+        const QFormLayout::TakeRowResult row = form->takeRow(form->rowCount() - 1);
+        for (QLayoutItem* item : {row.labelItem, row.fieldItem}) {
+            if (item != nullptr) {
+                item->widget()->hide();
+                item->widget()->deleteLater();
+                delete item;
+            }
+        }
+    }
+}
+
+QLabel* optionCaption(const QString& key) {
+    constexpr int kMaxCaptionWidth = 100;  // leaves the boxes in view
+    QLabel* caption = plainLabel(shownText(key), "");
+    caption->setMaximumWidth(kMaxCaptionWidth);
+    caption->setToolTip(plainTip(key));
+    return caption;
+}
+
+QComboBox* optionCombo(const MapOptionRow& row) {
+    constexpr int kShownCharacters = 8;
+    auto* combo = new QComboBox;
+    combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    combo->setMinimumContentsLength(kShownCharacters);
+    combo->addItems(row.choices);
+    const int current = row.choices.indexOf(row.current);
+    if (current >= 0) {
+        combo->setCurrentIndex(current);
+    }
+    return combo;
+}
+
+void applyButton(QPushButton* button, const RoomButton& rule) {
+    button->setText(rule.text);
+    button->setToolTip(plainTip(rule.tip));
+    button->setEnabled(rule.enabled);
+    button->setVisible(rule.visible);
+}
+
+}  // namespace
+
+void MainWindow::buildRoomPage() {
+    roomPage = new QWidget(pageStack);
+    roomPage->setStyleSheet(
+        QStringLiteral("#RoomTopbar { background: #20252d; border-bottom: 1px solid #2c333d; }"
+                       "#RoomPanel { background: #20252d; border: 1px solid #2c333d; border-radius: 6px; }"
+                       "#RoomPanel QScrollArea, #RoomPanel QScrollArea > QWidget > QWidget { background: transparent; }"
+                       "#RoomChat { background: #20252d; border: 1px solid #2c333d; border-radius: 6px;"
+                       " padding: 8px 10px; color: #8a93a2; }"
+                       "#RoomSettings { color: #c2cad6; line-height: 150%; }"));
+    auto* page = new QVBoxLayout(roomPage);
+    page->setContentsMargins(0, 0, 0, 0);
+    page->setSpacing(0);
+    page->addWidget(buildRoomTopbar());
+    auto* body = new QWidget(roomPage);
+    auto* panels = new QHBoxLayout(body);
+    panels->setContentsMargins(10, 12, 10, 10);
+    panels->setSpacing(10);
+    panels->addWidget(buildSlotPanel(), 1);
+    panels->addWidget(buildRoomSidePanel());
+    page->addWidget(body, 1);
+
+    roomLineLabel = plainLabel(QString(), "StatusDot");
+    roomStatusLabel = plainLabel(QStringLiteral("[系统] 进入房间，准备就绪后由房主开始游戏。"), "RoomChat");
+    for (QLabel* label : {roomLineLabel, roomStatusLabel}) {
+        label->setParent(roomPage);
+        label->setWordWrap(true);
+        label->hide();
+    }
+}
+
+QWidget* MainWindow::buildRoomTopbar() {
+    auto* bar = new QFrame(roomPage);
+    bar->setObjectName(QStringLiteral("RoomTopbar"));
+    bar->setFixedHeight(56);
+    roomTitleLabel = plainLabel(QStringLiteral("自由对战"), "Title");
+    roomTitleLabel->setMinimumWidth(1);  // so that a long name is cut and does not widen the window
+    connectionDotLabel = plainLabel(QStringLiteral("● 已连接"), "");
+    connectionDotLabel->setStyleSheet(QStringLiteral("color: #4caf50; font-size: 12px; padding: 4px 8px;"));
+    leaveRoomButton = new QPushButton(QStringLiteral("退出房间"));
+    connect(leaveRoomButton, &QPushButton::clicked, this, &MainWindow::onBackToLobby);
+
+    auto* row = new QHBoxLayout(bar);
+    row->setContentsMargins(18, 0, 18, 0);
+    row->addWidget(roomTitleLabel);
+    row->addStretch();
+    row->addWidget(connectionDotLabel);
+    row->addWidget(leaveRoomButton);
+    return bar;
+}
+
+QWidget* MainWindow::buildSlotPanel() {
+    slotTable = makeSlotTable(roomPage);
+    connect(slotTable, &QTableWidget::itemSelectionChanged, this, &MainWindow::refreshRoomButtons);
+    connect(slotTable, &QTableWidget::customContextMenuRequested, this, &MainWindow::showSlotMenu);
+    connect(slotTable, &QTableWidget::cellDoubleClicked, this, [this](int row) { onSlotDoubleClicked(row); });
+
+    roomChatView = new QTextEdit;
+    roomChatView->setObjectName(QStringLiteral("RoomChat"));
+    roomChatView->setReadOnly(true);
+    roomChatView->setMinimumHeight(92);
+    roomChatView->setMaximumHeight(150);
+
+    chatEdit = new QLineEdit;
+    chatEdit->setPlaceholderText(QStringLiteral("输入聊天内容"));
+    sendChatButton = new QPushButton(QStringLiteral("发送"));
+    connect(chatEdit, &QLineEdit::textChanged, this, &MainWindow::refreshRoomButtons);
+    connect(chatEdit, &QLineEdit::returnPressed, this, &MainWindow::onSendChat);
+    connect(sendChatButton, &QPushButton::clicked, this, &MainWindow::onSendChat);
+    auto* chatRow = new QHBoxLayout;
+    chatRow->addWidget(chatEdit, 1);
+    chatRow->addWidget(sendChatButton);
+
+    QFrame* panel = roomPanel(roomPage);
+    auto* column = new QVBoxLayout(panel);
+    column->setContentsMargins(18, 16, 18, 12);
+    column->setSpacing(10);
+    column->addWidget(slotTable, 1);
+    column->addWidget(plainLabel(QStringLiteral("房间聊天"), "SectionLabel"));
+    column->addWidget(roomChatView);
+    column->addLayout(chatRow);
+    return panel;
+}
+
+QWidget* MainWindow::buildRoomSidePanel() {
+    QFrame* panel = roomPanel(roomPage);
+    // Long names wrap onto many lines; beyond this height they would take the window's.
+    constexpr int kMaxSettingsHeight = 200;
+    roomSettingsLabel = plainLabel(QString(), "RoomSettings");
+    roomSettingsLabel->setWordWrap(true);
+    roomSettingsLabel->setMaximumHeight(kMaxSettingsHeight);
+    roomSettingsLabel->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+
+    auto* scroll = new QScrollArea(panel);
+    auto* options = new QWidget(scroll);
+    mapOptionForm = new QFormLayout(options);
+    mapOptionForm->setContentsMargins(0, 0, 0, 0);
+    mapOptionForm->setLabelAlignment(Qt::AlignLeft);
+    mapOptionForm->setFormAlignment(Qt::AlignTop);
+    mapOptionForm->setHorizontalSpacing(8);
+    mapOptionForm->setVerticalSpacing(7);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidget(options);
+
+    startButton = new QPushButton(QStringLiteral("开始游戏"));
+    readyButton = new QPushButton(QStringLiteral("准备"));
+    launchButton = new QPushButton(QStringLiteral("启动游戏"));
+    startButton->setObjectName(QStringLiteral("primary"));
+    launchButton->setObjectName(QStringLiteral("primary"));
+    startButton->setMinimumHeight(40);
+    readyButton->setMinimumHeight(36);
+    launchButton->setMinimumHeight(40);
+    connect(startButton, &QPushButton::clicked, this, &MainWindow::onStart);
+    connect(readyButton, &QPushButton::clicked, this, &MainWindow::onReady);
+    connect(launchButton, &QPushButton::clicked, this, &MainWindow::onLaunch);
+
+    panel->setFixedWidth(278);
+    auto* column = new QVBoxLayout(panel);
+    column->setContentsMargins(14, 14, 14, 14);
+    column->setSpacing(10);
+    column->addWidget(plainLabel(QStringLiteral("房间设置"), "SectionLabel"));
+    column->addWidget(roomSettingsLabel);
+    column->addWidget(plainLabel(QStringLiteral("地图设置"), "SectionLabel"));
+    column->addWidget(scroll, 1);
+    for (QPushButton* button : {startButton, readyButton, launchButton}) {
+        column->addWidget(button);
+    }
+    return panel;
+}
+
+void MainWindow::renderRoomPage() {
+    if (!inRoom) {
+        return;
+    }
+    roomTitleLabel->setText(roomTitleText(currentRoom));
+    roomLineLabel->clear();
+    renderSlotTable();
+    renderRoomSettings();
+    renderRoomChat();
+    refreshRoomButtons();
+    maybeAutoLaunch();
+}
+
+void MainWindow::renderSlotTable() {
+    const QString signature = ::slotTableSignature(currentRoom);
+    if (signature == slotTableSignature) {
+        return;
+    }
+    slotTableSignature = signature;
+    const int keep = selectedSlotNumber();
+    const int scrolled = slotTable->verticalScrollBar()->value();
+    const QVector<SlotRow> rows = slotRows(currentRoom, userName());
+
+    slotTable->setUpdatesEnabled(false);
+    QSignalBlocker blocker(slotTable);
+    // Sized to their contents, the columns would be measured again for every single cell that changes.
+    slotTable->horizontalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    slotTable->setRowCount(rows.size());
+    bool kept = false;
+    for (int row = 0; row < rows.size(); ++row) {
+        fillSlotRow(slotTable, row, rows[row]);
+        if (keep > 0 && rows[row].slot.slot == keep) {
+            kept = true;
+            // A row that is current already stays untouched: choosing it again would scroll to it.
+            if (slotTable->currentRow() != row) {
+                slotTable->selectRow(row);
+            }
+        }
+    }
+    if (!kept) {
+        // The slot is gone, and what now stands in its row was not chosen by the player.
+        slotTable->setCurrentItem(nullptr);
+        slotTable->clearSelection();
+    }
+    slotTable->verticalScrollBar()->setValue(scrolled);
+    sizeColumnsToContents(slotTable->horizontalHeader());
+    blocker.unblock();
+    slotTable->setUpdatesEnabled(true);
+}
+
+void MainWindow::renderRoomSettings() {
+    const bool host = isRoomHost();
+    const NetPlay::MapInfo* map = currentRoomMap();
+    const QString signature = ::roomSettingsSignature(currentRoom, host, map);
+    if (signature == roomSettingsSignature) {
+        return;
+    }
+    roomSettingsSignature = signature;
+    clearForm(mapOptionForm);
+    mapOptionCombos.clear();
+    roomSettingsLabel->setText(roomSettingsText(currentRoom));
+    for (const MapOptionRow& row : mapOptionRows(currentRoom, map)) {
+        QComboBox* combo = optionCombo(row);
+        combo->setEnabled(host);
+        connect(combo, &QComboBox::currentTextChanged, this,
+                [this, key = row.key](const QString& text) { applyMapOption(key, text); });
+        mapOptionForm->addRow(optionCaption(row.key), combo);
+        mapOptionCombos.insert(row.key, combo);
+    }
+    if (mapOptionCombos.isEmpty()) {
+        mapOptionForm->addRow(plainLabel(QStringLiteral("该地图没有公开设置项"), "StatusDot"));
+    }
+}
+
+void MainWindow::renderRoomChat() {
+    const QString signature = ::chatSignature(currentRoom.messages);
+    if (signature == chatSignature) {
+        return;
+    }
+    chatSignature = signature;
+    roomChatView->setPlainText(roomChatText(currentRoom.messages));
+    roomChatView->moveCursor(QTextCursor::End);
+}
+
+void MainWindow::refreshRoomButtons() {
+    const RoomButtons buttons =
+        roomButtons({currentRoom, userName(), isSignedIn(), inRoom, startInFlight, chatEdit->text()});
+    if (chatEdit->hasFocus() && !buttons.chatEdit) {
+        // Otherwise the focus wanders to a button, and what is typed on presses it.
+        chatEdit->clearFocus();
+    }
+    chatEdit->setEnabled(buttons.chatEdit);
+    if (buttons.chatEdit && chatEdit->isVisible() && focusWidget() == nullptr) {
+        chatEdit->setFocus();
+    }
+    sendChatButton->setEnabled(buttons.sendChat);
+    applyButton(leaveRoomButton, buttons.leave);
+    applyButton(readyButton, buttons.ready);
+    applyButton(startButton, buttons.start);
+    applyButton(launchButton, buttons.launch);
+}
+
+void MainWindow::showSlotMenu(const QPoint& position) {
+    const QTableWidgetItem* clicked = slotTable->itemAt(position);
+    if (clicked == nullptr || !isSignedIn() || !inRoom) {
+        return;
+    }
+    const int row = clicked->row();
+    slotTable->selectRow(row);
+    const QTableWidgetItem* slot = slotTable->item(row, 0);
+    const int number = slot->data(kSlotNumberRole).toInt();
+    const QVector<SlotMenuEntry> entries = slotMenu(
+        {currentRoom, userName(), startInFlight, number, slot->data(kPlayerSlotRole).toBool(),
+         slot->data(kOccupiedRole).toBool(), slot->data(kLockedRole).toBool(), slot->data(kOccupantRole).toString()});
+    if (entries.isEmpty()) {
+        return;
+    }
+    QMenu menu(slotTable);
+    for (const SlotMenuEntry& entry : entries) {
+        QAction* action = entry.text.isEmpty() ? menu.addSeparator() : menu.addAction(entry.text);
+        action->setEnabled(entry.enabled);
+        // The room goes on while the menu is open: it may be left, or busy, by the time of the choice.
+        connect(action, &QAction::triggered, this, [this, command = entry.command, number, id = currentRoom.id] {
+            if (inRoom && currentRoom.id == id && !startInFlight) {
+                runSlotCommand(command, number);
+            }
+        });
+    }
+    menu.exec(slotTable->viewport()->mapToGlobal(position));
+}
+
+void MainWindow::runSlotCommand(SlotCommand command, int number) {
+    switch (command) {
+    case SlotCommand::none:
+        break;
+    case SlotCommand::moveHere:
+        moveToSlot(number);
+        break;
+    case SlotCommand::kick:
+        onKickPlayer();
+        break;
+    case SlotCommand::transferHost:
+        onTransferHost();
+        break;
+    case SlotCommand::close:
+        onLockSlot();
+        break;
+    case SlotCommand::open:
+        onUnlockSlot();
+        break;
+    case SlotCommand::addComputer:
+        onSetSlotComputer();
+        break;
+    case SlotCommand::makeObserver:
+        onSetSlotObserver();
+        break;
+    }
+}

@@ -1,0 +1,269 @@
+// The settings page: servers, the display size, the compatibility options.
+#include "app/main_window.h"
+#include "launch/game_setting_patcher.h"
+#include "lobby/lobby_client.h"
+
+#include <QBoxLayout>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSignalBlocker>
+#include <QSpinBox>
+#include <QStackedWidget>
+#include <QWheelEvent>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int kTopbarHeight = 56;
+constexpr int kPortWidth = 140;
+constexpr int kFallbackProfile = 2;  // index in the box
+constexpr std::int32_t kWindowed = 0;
+
+// The wheel scrolls the page and must not change a choice in passing.
+template<typename Box>
+class WheellessBox : public Box {
+protected:
+    void wheelEvent(QWheelEvent* event) override { event->ignore(); }
+};
+
+QLabel* makeLabel(const QString& objectName, const QString& text) {
+    auto* label = new QLabel(text);
+    label->setObjectName(objectName);
+    label->setTextFormat(Qt::PlainText);
+    return label;
+}
+
+QFrame* makeCard(const QString& title, QLayout* content) {
+    auto* card = new QFrame;
+    card->setObjectName(QStringLiteral("SettingsCard"));
+    auto* column = new QVBoxLayout(card);
+    column->setContentsMargins(18, 16, 18, 16);
+    column->setSpacing(12);
+    column->addWidget(makeLabel(QStringLiteral("SectionLabel"), title));
+    column->addLayout(content);
+    return card;
+}
+
+QFormLayout* makeForm() {
+    auto* form = new QFormLayout;
+    form->setSpacing(12);
+    return form;
+}
+
+// The cards scroll, so that the page fits the smallest window.
+QScrollArea* makeScrollArea(std::initializer_list<QWidget*> cards, QWidget* parent) {
+    auto* area = new QScrollArea(parent);
+    auto* content = new QWidget(area);
+    auto* column = new QVBoxLayout(content);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(14);
+    for (QWidget* card : cards) {
+        column->addWidget(card);
+    }
+    column->addStretch(1);
+    area->setWidget(content);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    return area;
+}
+
+}  // namespace
+
+void MainWindow::buildSettingsPage() {
+    settingsPage = new QWidget(pageStack);
+    settingsPage->setStyleSheet(
+        QStringLiteral("#SettingsTopbar { background: #20252d; border-bottom: 1px solid #2c333d; }"
+                       "#SettingsCard { background: #20252d; border: 1px solid #2c333d; border-radius: 6px; }"));
+    settingsStatusLabel = makeLabel(QStringLiteral("StatusDot"), QString());
+    settingsStatusLabel->setWordWrap(true);
+    settingsStatusLabel->setMinimumWidth(1);  // a long word is cut off instead of widening the window
+    testConnectionButton = new QPushButton(QStringLiteral("测试连接"));
+    auto* saveButton = new QPushButton(QStringLiteral("保存"));
+    saveButton->setObjectName(QStringLiteral("primary"));
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(testConnectionButton);
+    buttons->addWidget(saveButton);
+
+    auto* body = new QVBoxLayout;
+    body->setContentsMargins(18, 18, 18, 12);
+    body->setSpacing(12);
+    body->addWidget(makeScrollArea({buildServerCard(), buildDisplayCard(), buildCompatibilityCard()}, settingsPage), 1);
+    body->addWidget(settingsStatusLabel);
+    body->addLayout(buttons);
+
+    auto* page = new QVBoxLayout(settingsPage);
+    page->setContentsMargins(0, 0, 0, 0);
+    page->setSpacing(0);
+    page->addWidget(buildSettingsTopbar());
+    page->addLayout(body, 1);
+
+    connect(testConnectionButton, &QPushButton::clicked, this, &MainWindow::onSettingsTestConnection);
+    connect(saveButton, &QPushButton::clicked, this, &MainWindow::saveSettingsFromPage);
+    // Whatever takes the page away, a login's end for one: nobody waits for an answer any more.
+    connect(pageStack, &QStackedWidget::currentChanged, this, [this] {
+        stopHostSearch();
+        stopConnectionTest();
+    });
+}
+
+QWidget* MainWindow::buildSettingsTopbar() {
+    auto* topbar = new QFrame;
+    topbar->setObjectName(QStringLiteral("SettingsTopbar"));
+    topbar->setFixedHeight(kTopbarHeight);
+    auto* row = new QHBoxLayout(topbar);
+    row->setContentsMargins(18, 0, 18, 0);
+    auto* backButton = new QPushButton(QStringLiteral("返回"));
+    row->addWidget(makeLabel(QStringLiteral("Title"), QStringLiteral("设置")));
+    row->addStretch(1);
+    row->addWidget(backButton);
+    connect(backButton, &QPushButton::clicked, this, &MainWindow::closeSettings);
+    return topbar;
+}
+
+QWidget* MainWindow::buildServerCard() {
+    serverProfileBox = new WheellessBox<QComboBox>;
+    for (const ServerProfile& profile : serverProfiles()) {
+        serverProfileBox->addItem(profile.text, profile.key);
+    }
+    lobbyHttpEdit = new QLineEdit;
+    gameHostEdit = new QLineEdit;
+    gamePortBox = new WheellessBox<QSpinBox>;
+    gamePortBox->setRange(1, 65535);
+    gamePortBox->setFixedWidth(kPortWidth);
+    radminButton = new QPushButton(QStringLiteral("Radmin"));
+    QFormLayout* form = makeForm();
+    form->addRow(QStringLiteral("预设方案"), serverProfileBox);
+    form->addRow(QStringLiteral("Lobby 地址"), lobbyHttpEdit);
+    form->addRow(QStringLiteral("游戏主机"), gameHostEdit);
+    form->addRow(QStringLiteral("游戏端口"), gamePortBox);
+    form->addRow(QStringLiteral("Radmin"), radminButton);
+    connect(serverProfileBox, qOverload<int>(&QComboBox::currentIndexChanged), this,
+            &MainWindow::onSettingsProfileChanged);
+    connect(radminButton, &QPushButton::clicked, this, &MainWindow::fillSettingsServerIp);
+    return makeCard(QStringLiteral("服务器"), form);
+}
+
+QWidget* MainWindow::buildDisplayCard() {
+    displayPresetBox = new WheellessBox<QComboBox>;
+    for (const DisplayPreset& preset : displayPresets()) {
+        displayPresetBox->addItem(preset.text, preset.value);
+    }
+    QFormLayout* form = makeForm();
+    form->addRow(QStringLiteral("游戏分辨率"), displayPresetBox);
+    return makeCard(QStringLiteral("显示"), form);
+}
+
+QWidget* MainWindow::buildCompatibilityCard() {
+    dpiAwareBox = new QCheckBox(QStringLiteral("DPI适配（画面发虚时再开启，可能导致鼠标偏移）"));
+    compatibilityModeBox = new QCheckBox(QStringLiteral("兼容模式（缓解黑屏/闪退等问题）"));
+    auto* column = new QVBoxLayout;
+    column->setSpacing(8);
+    column->addWidget(dpiAwareBox);
+    column->addWidget(compatibilityModeBox);
+    return makeCard(QStringLiteral("兼容性"), column);
+}
+
+void MainWindow::openSettings() {
+    pageBeforeSettings = pageStack->currentWidget();
+    refreshSettingsPage();
+    pageStack->setCurrentWidget(settingsPage);
+    settingsStatusLabel->clear();
+}
+
+void MainWindow::closeSettings() {
+    pageStack->setCurrentWidget(pageBeforeSettings);
+}
+
+void MainWindow::refreshSettingsPage() {
+    {
+        // The fields below are the player's own, not the profile's.
+        const QSignalBlocker blocker(serverProfileBox);
+        const int profile = serverProfileBox->findData(settings.serverProfile);
+        serverProfileBox->setCurrentIndex(profile < 0 ? kFallbackProfile : profile);
+    }
+    showServerFields({settings.lobbyHttp, settings.gameHost, settings.gamePort});
+    displayPresetBox->setCurrentIndex(std::max(displayPresetBox->findData(settings.gameDisplayPreset), 0));
+    dpiAwareBox->setChecked(settings.gameDpiAware);
+    compatibilityModeBox->setChecked(settings.gameCompatibilityMode);
+}
+
+void MainWindow::onSettingsProfileChanged() {
+    const ServerProfile profile = serverProfiles().value(serverProfileBox->currentIndex());
+    if (profile.fields) {
+        showServerFields(*profile.fields);
+    }
+}
+
+void MainWindow::showServerFields(const ServerFields& fields) {
+    lobbyHttpEdit->setText(fields.lobbyHttp);
+    gameHostEdit->setText(fields.gameHost);
+    gamePortBox->setValue(fields.gamePort);
+}
+
+void MainWindow::applyServerFields(const QString& lobbyHttp, const QString& gameHost, int gamePort,
+                                   const QString& statusText) {
+    const int profile = serverProfileBox->findData(deriveServerProfile(lobbyHttp, gameHost, gamePort));
+    serverProfileBox->setCurrentIndex(profile < 0 ? kFallbackProfile : profile);
+    showServerFields({normalizeBaseUrl(lobbyHttp), gameHost, gamePort});
+    showStatus(settingsStatusLabel, statusText);
+}
+
+void MainWindow::readSettingsPage() {
+    settings.serverProfile = serverProfileBox->currentData().toString();
+    settings.lobbyHttp = normalizeBaseUrl(lobbyHttpEdit->text().trimmed());
+    settings.gameHost = gameHostEdit->text().trimmed();
+    settings.gamePort = gamePortBox->value();
+    settings.gameDisplayPreset = displayPresetBox->currentData().toUInt();
+    settings.gameDpiAware = dpiAwareBox->isChecked();
+    settings.gameCompatibilityMode = compatibilityModeBox->isChecked();
+}
+
+void MainWindow::saveSettings() {
+    settings.defaultUsername = loginUserEdit->text().trimmed();
+    saveClientSettings(settings);
+}
+
+void MainWindow::saveSettingsFromPage() {
+    stopHostSearch();
+    stopConnectionTest();
+    readSettingsPage();
+    saveSettings();
+    const DisplayPreset preset = displayPresets().value(displayPresetBox->currentIndex());
+    std::u16string error;
+    if (!patchGameSetting(paths.dataRoot, preset.width, preset.height, kWindowed, &error)) {
+        showStatus(settingsStatusLabel, QStringLiteral("保存失败：") + QString::fromStdU16String(error));
+        return;
+    }
+    // The client's own address, as a save that failed above has changed the settings' one already.
+    const bool endsSession = isSignedIn() && settings.lobbyHttp != client->baseUrl();
+    if (endsSession) {
+        onLogout();
+    }
+    client->setBaseUrl(settings.lobbyHttp);
+    if (endsSession) {
+        showStatus(loginStatusLabel, QStringLiteral("服务器已切换，请重新登录。"));
+    }
+    const QString text = QStringLiteral("设置已保存：") + serverProfileBox->currentText() +
+                         QStringLiteral("  %1:%2").arg(settings.gameHost, QString::number(settings.gamePort));
+    showStatus(statusLabelOf(pageBeforeSettings), text);
+    showStatus(settingsStatusLabel, text);
+    // Without a session the lobby would be a dead end; logging out has shown the login page already.
+    if (!endsSession) {
+        closeSettings();
+    }
+}
+
+QLabel* MainWindow::statusLabelOf(const QWidget* page) const {
+    return page == registerPage ? registerStatusLabel
+           : page == roomPage   ? roomStatusLabel
+           : page == lobbyPage  ? lobbyStatusLabel
+                                : loginStatusLabel;
+}
