@@ -90,10 +90,9 @@ private:
         game.start(QCoreApplication::applicationDirPath() + QStringLiteral("/game.exe"), {prefix + mapping_});
         constexpr int kTimeLimitMs = 60'000;
         // Open as soon as it can be: on Windows not while it is being put in place.
-        const bool played = QTest::qWaitFor([&] { return report.exists() && report.open(QIODevice::ReadOnly); },
-                                            kTimeLimitMs) &&
-                            end.open(QIODevice::WriteOnly) && game.waitForFinished(kTimeLimitMs) &&
-                            game.exitCode() == exitCode;
+        const bool played =
+            QTest::qWaitFor([&] { return report.exists() && report.open(QIODevice::ReadOnly); }, kTimeLimitMs) &&
+            end.open(QIODevice::WriteOnly) && game.waitForFinished(kTimeLimitMs) && game.exitCode() == exitCode;
         return played ? QJsonDocument::fromJson(report.readAll()).object() : QJsonObject();
     }
 
