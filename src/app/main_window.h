@@ -196,6 +196,8 @@ private:
     void takeRoomActionFailure(const QString& action, const QString& error);
     void dispatchRoomActionResult(const QString& action);
     void showOutcome(const QString& text);
+    // False when the result counts no more: nobody is signed in, or it tells that the session is gone.
+    bool acceptsResult(bool ok, const QString& error);
     void setStartInFlight(bool inFlight);
 
     // ---- main_window_polling.cpp: rooms every two seconds, the heartbeat, the connection's dot ----

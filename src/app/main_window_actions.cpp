@@ -261,11 +261,7 @@ void MainWindow::onRoomActionResult(const QString& action, bool ok, RoomInfo roo
                                     const QString& error) {
     setLobbyBusy(false);
     setStartInFlight(false);
-    if (isAtSignIn()) {
-        return;
-    }
-    if (!ok && isLoginExpiredError(error)) {
-        handleLoginExpired(error);
+    if (!acceptsResult(ok, error)) {
         return;
     }
     if (!newRooms.isEmpty()) {
@@ -277,6 +273,17 @@ void MainWindow::onRoomActionResult(const QString& action, bool ok, RoomInfo roo
     } else {
         takeRoomActionFailure(action, error);
     }
+}
+
+bool MainWindow::acceptsResult(bool ok, const QString& error) {
+    if (isAtSignIn()) {
+        return false;
+    }
+    if (!ok && isLoginExpiredError(error)) {
+        handleLoginExpired(error);
+        return false;
+    }
+    return true;
 }
 
 void MainWindow::takeRoomActionSuccess(const QString& action, RoomInfo room) {
@@ -353,11 +360,7 @@ void MainWindow::onActionResult(const QString& action, bool ok, const QString& m
 
 void MainWindow::onRoomCreated(bool ok, const RoomInfo& room, QVector<RoomInfo> newRooms, const QString& error) {
     setLobbyBusy(false);
-    if (isAtSignIn()) {
-        return;
-    }
-    if (!ok && isLoginExpiredError(error)) {
-        handleLoginExpired(error);
+    if (!acceptsResult(ok, error)) {
         return;
     }
     if (!newRooms.isEmpty()) {

@@ -1,9 +1,11 @@
 // The lobby page: the rooms, and the way into one.
 #include "app/main_window.h"
+#include "app/widgets.h"
 #include "lobby/lobby_client.h"
 #include "room/create_room_dialog.h"
 #include "room/lobby_rules.h"
 #include "room/room_rules.h"
+#include "room/room_texts.h"
 
 #include <QBoxLayout>
 #include <QHeaderView>
@@ -45,18 +47,11 @@ QTableWidget* makeRoomTable(QWidget* parent) {
     return table;
 }
 
-QLabel* makeStatusLabel() {
-    auto* label = new QLabel;
-    label->setObjectName(QStringLiteral("StatusDot"));
-    label->setTextFormat(Qt::PlainText);
-    return label;
-}
-
 // Nothing when the player cancels. The server's name is shown as it is, never as rich text, and wraps.
 std::optional<QString> askRoomPassword(QWidget* parent, const QString& roomName) {
     QInputDialog dialog(parent, Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint);
     dialog.setWindowTitle(QStringLiteral("私有房间"));
-    dialog.setLabelText(QStringLiteral("房间《%1》需要密码：").arg(roomName));
+    dialog.setLabelText(QStringLiteral("房间《%1》需要密码：").arg(shownText(roomName)));
     dialog.setTextEchoMode(QLineEdit::Password);
     if (auto* label = dialog.findChild<QLabel*>()) {
         label->setTextFormat(Qt::PlainText);
@@ -69,23 +64,20 @@ std::optional<QString> askRoomPassword(QWidget* parent, const QString& roomName)
 
 void MainWindow::buildLobbyPage() {
     lobbyPage = new QWidget(pageStack);
-    auto* title = new QLabel(QStringLiteral("大厅"));
-    title->setObjectName(QStringLiteral("Title"));
-    lobbyUserLabel = makeStatusLabel();
+    QLabel* title = makeLabel(QStringLiteral("Title"), QStringLiteral("大厅"));
+    lobbyUserLabel = makeLabel(QStringLiteral("StatusDot"), QString());
     lobbyUserLabel->setMaximumWidth(kWidestUserName);
     auto* settingsButton = new QPushButton(QStringLiteral("设置"));
     logoutButton = new QPushButton(QStringLiteral("退出登录"));
     refreshButton = new QPushButton(QStringLiteral("刷新"));
-    createRoomButton = new QPushButton(QStringLiteral("＋ 创建游戏"));
-    createRoomButton->setObjectName(QStringLiteral("primary"));
+    createRoomButton = makePrimaryButton(QStringLiteral("＋ 创建游戏"));
     roomSearchEdit = new QLineEdit;
     roomSearchEdit->setPlaceholderText(QStringLiteral("搜索房间、地图、房主或玩家"));
     roomSearchEdit->setClearButtonEnabled(true);
     roomSearchEdit->setMinimumWidth(260);
     roomTable = makeRoomTable(lobbyPage);
-    joinButton = new QPushButton(QStringLiteral("进入房间"));
-    joinButton->setObjectName(QStringLiteral("primary"));
-    lobbyStatusLabel = makeStatusLabel();
+    joinButton = makePrimaryButton(QStringLiteral("进入房间"));
+    lobbyStatusLabel = makeLabel(QStringLiteral("StatusDot"), QString());
     lobbyStatusLabel->setWordWrap(true);
     // No word of a message may widen the window.
     lobbyStatusLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -133,7 +125,7 @@ void MainWindow::enterLobby(const QString& text) {
     pageStack->setCurrentWidget(lobbyPage);
     roomPollTimer->setInterval(kPollIntervalMs);
     allowNextAttempt(launchMemory);
-    lobbyUserLabel->setText(QStringLiteral("已登录：") + userName());
+    lobbyUserLabel->setText(QStringLiteral("已登录：") + shownText(userName()));
     QString message = text.isEmpty() ? QStringLiteral("选择房间或创建房间。") : text;
     if (!catalogReady) {
         message += QStringLiteral(" 正在后台加载地图，完成后可创建游戏。");

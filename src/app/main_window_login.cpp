@@ -1,5 +1,6 @@
 // Sign in, register, sign out, and a session that the server no longer knows.
 #include "app/main_window.h"
+#include "app/widgets.h"
 #include "lobby/lobby_client.h"
 #include "room/session_rules.h"
 
@@ -16,13 +17,6 @@ constexpr int kFormWidth = 360;
 constexpr int kLongestUserName = 15;
 constexpr int kHighestStatus = 110;
 
-QLabel* makeLabel(const QString& objectName, const QString& text) {
-    auto* label = new QLabel(text);
-    label->setObjectName(objectName);
-    label->setTextFormat(Qt::PlainText);
-    return label;
-}
-
 QLabel* makeStatusLabel() {
     QLabel* label = makeLabel(QStringLiteral("StatusDot"), QString());
     label->setWordWrap(true);
@@ -35,12 +29,6 @@ QLineEdit* makeEdit(const QString& placeholder, QLineEdit::EchoMode echo) {
     edit->setPlaceholderText(placeholder);
     edit->setEchoMode(echo);
     return edit;
-}
-
-QPushButton* makePrimaryButton(const QString& text) {
-    auto* button = new QPushButton(text);
-    button->setObjectName(QStringLiteral("primary"));
-    return button;
 }
 
 // A page with the widgets in one column, in the middle and a little above the half.

@@ -4,7 +4,6 @@
 #include "room/lobby_rules.h"
 #include "room/poll_rules.h"
 #include "room/room_rules.h"
-#include "room/session_rules.h"
 
 #include <QJsonObject>
 #include <QLabel>
@@ -68,11 +67,7 @@ void MainWindow::onRoomsUpdated(QVector<RoomInfo> newRooms, const QString& error
     if (wasVisible && isShown(roomPage)) {
         setStartInFlight(false);
     }
-    if (isAtSignIn()) {
-        return;
-    }
-    if (!error.isEmpty() && isLoginExpiredError(error)) {
-        handleLoginExpired(error);
+    if (!acceptsResult(error.isEmpty(), error)) {
         return;
     }
     rooms = std::move(newRooms);

@@ -1,4 +1,5 @@
 #include "app/main_window.h"
+#include "app/widgets.h"
 #include "room/map_option_rows.h"
 #include "room/room_rules.h"
 #include "room/room_signatures.h"
@@ -26,14 +27,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-QLabel* plainLabel(const QString& text, const char* objectName) {
-    auto* label = new QLabel;
-    label->setTextFormat(Qt::PlainText);
-    label->setText(text);
-    label->setObjectName(QLatin1String(objectName));
-    return label;
-}
 
 // A name in a tip may look like markup.
 QString plainTip(const QString& text) {
@@ -118,7 +111,7 @@ void clearForm(QFormLayout* form) {
 
 QLabel* optionCaption(const QString& key) {
     constexpr int kMaxCaptionWidth = 100;  // leaves the boxes in view
-    QLabel* caption = plainLabel(shownText(key), "");
+    QLabel* caption = makeLabel(QString(), shownText(key));
     caption->setMaximumWidth(kMaxCaptionWidth);
     caption->setToolTip(plainTip(key));
     return caption;
@@ -167,8 +160,9 @@ void MainWindow::buildRoomPage() {
     panels->addWidget(buildRoomSidePanel());
     page->addWidget(body, 1);
 
-    roomLineLabel = plainLabel(QString(), "StatusDot");
-    roomStatusLabel = plainLabel(QStringLiteral("[系统] 进入房间，准备就绪后由房主开始游戏。"), "RoomChat");
+    roomLineLabel = makeLabel(QStringLiteral("StatusDot"), QString());
+    roomStatusLabel =
+        makeLabel(QStringLiteral("RoomChat"), QStringLiteral("[系统] 进入房间，准备就绪后由房主开始游戏。"));
     for (QLabel* label : {roomLineLabel, roomStatusLabel}) {
         label->setParent(roomPage);
         label->setWordWrap(true);
@@ -180,9 +174,9 @@ QWidget* MainWindow::buildRoomTopbar() {
     auto* bar = new QFrame(roomPage);
     bar->setObjectName(QStringLiteral("RoomTopbar"));
     bar->setFixedHeight(56);
-    roomTitleLabel = plainLabel(QStringLiteral("自由对战"), "Title");
+    roomTitleLabel = makeLabel(QStringLiteral("Title"), QStringLiteral("自由对战"));
     roomTitleLabel->setMinimumWidth(1);  // so that a long name is cut and does not widen the window
-    connectionDotLabel = plainLabel(QStringLiteral("● 已连接"), "");
+    connectionDotLabel = makeLabel(QString(), QStringLiteral("● 已连接"));
     connectionDotLabel->setStyleSheet(QStringLiteral("color: #4caf50; font-size: 12px; padding: 4px 8px;"));
     leaveRoomButton = new QPushButton(QStringLiteral("退出房间"));
     connect(leaveRoomButton, &QPushButton::clicked, this, &MainWindow::onBackToLobby);
@@ -223,7 +217,7 @@ QWidget* MainWindow::buildSlotPanel() {
     column->setContentsMargins(18, 16, 18, 12);
     column->setSpacing(10);
     column->addWidget(slotTable, 1);
-    column->addWidget(plainLabel(QStringLiteral("房间聊天"), "SectionLabel"));
+    column->addWidget(makeLabel(QStringLiteral("SectionLabel"), QStringLiteral("房间聊天")));
     column->addWidget(roomChatView);
     column->addLayout(chatRow);
     return panel;
@@ -233,7 +227,7 @@ QWidget* MainWindow::buildRoomSidePanel() {
     QFrame* panel = roomPanel(roomPage);
     // Long names wrap onto many lines; beyond this height they would take the window's.
     constexpr int kMaxSettingsHeight = 200;
-    roomSettingsLabel = plainLabel(QString(), "RoomSettings");
+    roomSettingsLabel = makeLabel(QStringLiteral("RoomSettings"), QString());
     roomSettingsLabel->setWordWrap(true);
     roomSettingsLabel->setMaximumHeight(kMaxSettingsHeight);
     roomSettingsLabel->setAlignment(Qt::AlignLeft | Qt::AlignTop);
@@ -250,11 +244,9 @@ QWidget* MainWindow::buildRoomSidePanel() {
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidget(options);
 
-    startButton = new QPushButton(QStringLiteral("开始游戏"));
+    startButton = makePrimaryButton(QStringLiteral("开始游戏"));
     readyButton = new QPushButton(QStringLiteral("准备"));
-    launchButton = new QPushButton(QStringLiteral("启动游戏"));
-    startButton->setObjectName(QStringLiteral("primary"));
-    launchButton->setObjectName(QStringLiteral("primary"));
+    launchButton = makePrimaryButton(QStringLiteral("启动游戏"));
     startButton->setMinimumHeight(40);
     readyButton->setMinimumHeight(36);
     launchButton->setMinimumHeight(40);
@@ -266,9 +258,9 @@ QWidget* MainWindow::buildRoomSidePanel() {
     auto* column = new QVBoxLayout(panel);
     column->setContentsMargins(14, 14, 14, 14);
     column->setSpacing(10);
-    column->addWidget(plainLabel(QStringLiteral("房间设置"), "SectionLabel"));
+    column->addWidget(makeLabel(QStringLiteral("SectionLabel"), QStringLiteral("房间设置")));
     column->addWidget(roomSettingsLabel);
-    column->addWidget(plainLabel(QStringLiteral("地图设置"), "SectionLabel"));
+    column->addWidget(makeLabel(QStringLiteral("SectionLabel"), QStringLiteral("地图设置")));
     column->addWidget(scroll, 1);
     for (QPushButton* button : {startButton, readyButton, launchButton}) {
         column->addWidget(button);
@@ -346,7 +338,7 @@ void MainWindow::renderRoomSettings() {
         mapOptionCombos.insert(row.key, combo);
     }
     if (mapOptionCombos.isEmpty()) {
-        mapOptionForm->addRow(plainLabel(QStringLiteral("该地图没有公开设置项"), "StatusDot"));
+        mapOptionForm->addRow(makeLabel(QStringLiteral("StatusDot"), QStringLiteral("该地图没有公开设置项")));
     }
 }
 

@@ -1,5 +1,6 @@
 // The settings page: servers, the display size, the compatibility options.
 #include "app/main_window.h"
+#include "app/widgets.h"
 #include "launch/game_setting_patcher.h"
 #include "lobby/lobby_client.h"
 
@@ -31,13 +32,6 @@ class WheellessBox : public Box {
 protected:
     void wheelEvent(QWheelEvent* event) override { event->ignore(); }
 };
-
-QLabel* makeLabel(const QString& objectName, const QString& text) {
-    auto* label = new QLabel(text);
-    label->setObjectName(objectName);
-    label->setTextFormat(Qt::PlainText);
-    return label;
-}
 
 QFrame* makeCard(const QString& title, QLayout* content) {
     auto* card = new QFrame;
@@ -85,8 +79,7 @@ void MainWindow::buildSettingsPage() {
     settingsStatusLabel->setWordWrap(true);
     settingsStatusLabel->setMinimumWidth(1);  // a long word is cut off instead of widening the window
     testConnectionButton = new QPushButton(QStringLiteral("测试连接"));
-    auto* saveButton = new QPushButton(QStringLiteral("保存"));
-    saveButton->setObjectName(QStringLiteral("primary"));
+    auto* saveButton = makePrimaryButton(QStringLiteral("保存"));
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
     buttons->addWidget(testConnectionButton);

@@ -1,5 +1,8 @@
 #include "room/create_room_rules.h"
 
+#include "room/map_option_rows.h"
+#include "room/room_texts.h"
+
 #include <algorithm>
 
 namespace {
@@ -11,37 +14,6 @@ constexpr int kMaxCaptionLength = 200;  // UTF-16 units; wider than the list
 bool qualifies(const NetPlay::MapInfo& map, const QString& filter) {
     return filter.isEmpty() ||
            QString::fromStdString(map.name + ' ' + map.displayName).contains(filter, Qt::CaseInsensitive);
-}
-
-QString firstCharacters(const QString& text, int count) {
-    const bool partsPair = text.size() > count && text.at(count - 1).isHighSurrogate();
-    return text.left(partsPair ? count - 1 : count);
-}
-
-// Titles come from other people's files: line breaks and control characters become blanks.
-QString singleLine(QString text) {
-    for (QChar& character : text) {
-        if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
-            character == QChar::ParagraphSeparator) {
-            character = QLatin1Char(' ');
-        }
-    }
-    return text;
-}
-
-QStringList createRoomOptionKeys(const NetPlay::MapInfo& map) {
-    QStringList keys;
-    for (const std::string& id : map.optionIds) {
-        keys += QString::fromStdString(id);
-    }
-    for (const auto& label : map.optionLabels) {
-        keys += QString::fromStdString(label.first);
-    }
-    for (const auto& values : map.optionValues) {
-        keys += QString::fromStdString(values.first);
-    }
-    keys.removeDuplicates();
-    return keys;
 }
 
 }  // namespace
@@ -71,12 +43,12 @@ CreateRoomMapList createRoomMapList(const std::vector<NetPlay::MapInfo>& catalog
 
 QString createRoomMapCaption(const NetPlay::MapInfo& map) {
     const std::string& text = map.displayName.empty() ? map.name : map.displayName;
-    return firstCharacters(singleLine(QString::fromStdString(text)), kMaxCaptionLength);
+    return beginning(singleLine(QString::fromStdString(text)), kMaxCaptionLength);
 }
 
 std::vector<CreateRoomOption> createRoomOptions(const NetPlay::MapInfo& map) {
     std::vector<CreateRoomOption> options;
-    for (const QString& key : createRoomOptionKeys(map)) {
+    for (const QString& key : mapOptionKeys(map)) {
         const auto values = map.optionValues.find(key.toStdString());
         const auto label = map.optionLabels.find(key.toStdString());
         CreateRoomOption option{key, {}, 0};
@@ -100,7 +72,7 @@ std::vector<CreateRoomOption> createRoomOptions(const NetPlay::MapInfo& map) {
 }
 
 QString suggestedRoomName(const QString& ownerName, const QString& title) {
-    return firstCharacters(singleLine(ownerName + QStringLiteral("的") + title), kMaxRoomNameLength);
+    return beginning(singleLine(ownerName + QStringLiteral("的") + title), kMaxRoomNameLength);
 }
 
 QString createRoomRefusal(bool mapChosen, const QString& name, bool isPrivate, const QString& password) {

@@ -2,24 +2,6 @@
 
 namespace {
 
-QStringList optionKeys(const RoomInfo& room, const NetPlay::MapInfo* map) {
-    QStringList keys;
-    if (map != nullptr) {
-        for (const std::string& id : map->optionIds) {
-            keys += QString::fromStdString(id);
-        }
-        for (const auto& [id, label] : map->optionLabels) {
-            keys += QString::fromStdString(id);
-        }
-        for (const auto& [id, values] : map->optionValues) {
-            keys += QString::fromStdString(id);
-        }
-    }
-    keys += room.mapOptions.keys();
-    keys.removeDuplicates();
-    return keys;
-}
-
 QStringList listedChoices(const NetPlay::MapInfo& map, const std::string& id) {
     QStringList choices;
     const auto values = map.optionValues.find(id);
@@ -40,9 +22,27 @@ QString initialChoice(const NetPlay::MapInfo& map, const std::string& id) {
 
 }  // namespace
 
+QStringList mapOptionKeys(const NetPlay::MapInfo& map) {
+    QStringList keys;
+    for (const std::string& id : map.optionIds) {
+        keys += QString::fromStdString(id);
+    }
+    for (const auto& label : map.optionLabels) {
+        keys += QString::fromStdString(label.first);
+    }
+    for (const auto& values : map.optionValues) {
+        keys += QString::fromStdString(values.first);
+    }
+    keys.removeDuplicates();
+    return keys;
+}
+
 QVector<MapOptionRow> mapOptionRows(const RoomInfo& room, const NetPlay::MapInfo* map) {
+    QStringList keys = map == nullptr ? QStringList() : mapOptionKeys(*map);
+    keys += room.mapOptions.keys();
+    keys.removeDuplicates();
     QVector<MapOptionRow> rows;
-    for (const QString& key : optionKeys(room, map)) {
+    for (const QString& key : keys) {
         MapOptionRow row{key, {}, room.mapOptions.value(key)};
         if (map != nullptr) {
             const std::string id = key.toStdString();

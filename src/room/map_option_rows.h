@@ -11,6 +11,10 @@
 // More boxes than this would stop the window for seconds whenever they are built. Options beyond keep their values.
 inline constexpr int kMaxMapOptionRows = 300;
 
+// Every option of the map, each once: the public ones in the map's order, then those known by an initial value or by a
+// list of values alone.
+QStringList mapOptionKeys(const NetPlay::MapInfo& map);
+
 struct MapOptionRow {
     QString key;
     QStringList choices;  // never empty, no text twice

@@ -16,12 +16,6 @@ QString roomMode(const RoomInfo& room) {
     return room.mode.isEmpty() ? QStringLiteral("普通战") : room.mode;
 }
 
-// The first `length` units, less one rather than half a character.
-QString beginning(const QString& text, int length) {
-    const bool splits = length > 0 && length < text.size() && text[length - 1].isHighSurrogate();
-    return text.left(splits ? length - 1 : length);
-}
-
 // Hours and minutes of the two forms that servers send; any other text stays whole.
 QString chatClock(const QString& time) {
     constexpr int kClockLength = 5;
@@ -43,8 +37,30 @@ QString chatLine(const RoomChatMessage& message) {
 
 }  // namespace
 
+QString singleLine(QString text) {
+    const auto turnsDirection = [](QChar character) {
+        const ushort code = character.unicode();
+        return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+    };
+    text.resize(static_cast<int>(std::remove_if(text.begin(), text.end(), turnsDirection) - text.begin()));
+    for (QChar& character : text) {
+        if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
+            character == QChar::ParagraphSeparator) {
+            character = QLatin1Char(' ');
+        }
+    }
+    return text;
+}
+
+QString beginning(const QString& text, int length) {
+    const bool splits = length > 0 && length < text.size() && text[length - 1].isHighSurrogate();
+    return text.left(splits ? length - 1 : length);
+}
+
 QString shownText(const QString& text) {
-    return text.size() <= kMaxShownLength ? text : beginning(text, kMaxShownLength) + QStringLiteral("…");
+    // What lies far behind the cut need not be looked at.
+    const QString line = singleLine(text.left(2 * kMaxShownLength));
+    return line.size() <= kMaxShownLength ? line : beginning(line, kMaxShownLength) + QStringLiteral("…");
 }
 
 QString statusDisplayText(const QString& status) {

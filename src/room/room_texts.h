@@ -11,7 +11,14 @@ inline constexpr int kMaxShownLength = 200;
 // The chat view keeps this many UTF-16 units of the newest lines, for the same reason.
 inline constexpr int kMaxChatLength = 100'000;
 
-// The text, or its beginning with "…" behind it when it is longer than kMaxShownLength UTF-16 units.
+// The text as one line that reads forward: control characters and line breaks become blanks, and the marks that turn
+// the direction of writing go.
+QString singleLine(QString text);
+
+// The first `length` UTF-16 units, less one rather than half a character.
+QString beginning(const QString& text, int length);
+
+// The text as a single line, cut to kMaxShownLength UTF-16 units with "…" behind them.
 QString shownText(const QString& text);
 
 // The player's word for a room's status; an unknown one stays as it is.

@@ -6,6 +6,7 @@
 #include "maps/map_finders.h"
 #include "platform/files.h"
 #include "platform/process.h"
+#include "room/create_room_rules.h"
 #include "room/lobby_rules.h"
 #include "room/map_gate.h"
 #include "room/room_rules.h"
@@ -26,24 +27,15 @@ void describeMap(const NetPlay::MapInfo& map, CreateRoomRequest& request) {
     request.mapFingerprintAlgo = QString::fromStdString(map.fingerprintAlgo);
     request.maxPlayers = map.maxPlayers;
     request.slotCount = map.slotCount;
-    for (const NetPlay::MapSlot& slot : map.slots) {
-        RoomSlot meta;
-        meta.slot = slot.slot;
-        meta.playerId = slot.playerId;
-        meta.team = QString::fromStdString(slot.team);
-        meta.locked = slot.locked;
-        meta.selectType = QString::fromStdString(slot.selectType);
-        meta.isPlayerSlot = slot.isPlayerSlot;
-        meta.slotLabel = QString::fromStdString(slot.slotLabel);
-        request.slotMeta.append(meta);
-    }
+    request.slotMeta = createRoomSlots(map);
     for (const MapOptionIndex& pair : request.mapOptionIndexes) {
         const auto option = static_cast<std::size_t>(pair.option);
         const auto value = static_cast<std::size_t>(pair.value);
-        if (option < map.optionIds.size() && value < map.optionValues.at(map.optionIds[option]).size()) {
-            const std::string& id = map.optionIds[option];
-            request.mapOptions.insert(QString::fromStdString(id),
-                                      QString::fromStdString(map.optionValues.at(id)[value]));
+        const auto values =
+            option < map.optionIds.size() ? map.optionValues.find(map.optionIds[option]) : map.optionValues.end();
+        if (values != map.optionValues.end() && value < values->second.size()) {
+            request.mapOptions.insert(QString::fromStdString(values->first),
+                                      QString::fromStdString(values->second[value]));
         }
     }
 }
