@@ -164,8 +164,8 @@ private:
     // ---- main_window_room.cpp: the room page ----
     void buildRoomPage();
     QWidget* buildRoomTopbar();
-    QWidget* buildSlotPanel();
-    QWidget* buildRoomSidePanel();
+    QWidget* buildSlotPanel(QWidget* parent);
+    QWidget* buildRoomSidePanel(QWidget* parent);
     void renderRoomPage();
     void renderSlotTable();
     void renderRoomSettings();

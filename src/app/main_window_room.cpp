@@ -156,8 +156,8 @@ void MainWindow::buildRoomPage() {
     auto* panels = new QHBoxLayout(body);
     panels->setContentsMargins(10, 12, 10, 10);
     panels->setSpacing(10);
-    panels->addWidget(buildSlotPanel(), 1);
-    panels->addWidget(buildRoomSidePanel());
+    panels->addWidget(buildSlotPanel(body), 1);
+    panels->addWidget(buildRoomSidePanel(body));
     page->addWidget(body, 1);
 
     roomLineLabel = makeLabel(QStringLiteral("StatusDot"), QString());
@@ -190,13 +190,14 @@ QWidget* MainWindow::buildRoomTopbar() {
     return bar;
 }
 
-QWidget* MainWindow::buildSlotPanel() {
-    slotTable = makeSlotTable(roomPage);
+QWidget* MainWindow::buildSlotPanel(QWidget* parent) {
+    QFrame* panel = roomPanel(parent);
+    slotTable = makeSlotTable(panel);
     connect(slotTable, &QTableWidget::itemSelectionChanged, this, &MainWindow::refreshRoomButtons);
     connect(slotTable, &QTableWidget::customContextMenuRequested, this, &MainWindow::showSlotMenu);
     connect(slotTable, &QTableWidget::cellDoubleClicked, this, [this](int row) { onSlotDoubleClicked(row); });
 
-    roomChatView = new QTextEdit;
+    roomChatView = new QTextEdit(panel);
     roomChatView->setObjectName(QStringLiteral("RoomChat"));
     roomChatView->setReadOnly(true);
     roomChatView->setMinimumHeight(92);
@@ -212,7 +213,6 @@ QWidget* MainWindow::buildSlotPanel() {
     chatRow->addWidget(chatEdit, 1);
     chatRow->addWidget(sendChatButton);
 
-    QFrame* panel = roomPanel(roomPage);
     auto* column = new QVBoxLayout(panel);
     column->setContentsMargins(18, 16, 18, 12);
     column->setSpacing(10);
@@ -223,8 +223,8 @@ QWidget* MainWindow::buildSlotPanel() {
     return panel;
 }
 
-QWidget* MainWindow::buildRoomSidePanel() {
-    QFrame* panel = roomPanel(roomPage);
+QWidget* MainWindow::buildRoomSidePanel(QWidget* parent) {
+    QFrame* panel = roomPanel(parent);
     // Long names wrap onto many lines; beyond this height they would take the window's.
     constexpr int kMaxSettingsHeight = 200;
     roomSettingsLabel = makeLabel(QStringLiteral("RoomSettings"), QString());
