@@ -3,11 +3,7 @@
 
 #include <QTest>
 
-Q_DECLARE_METATYPE(MapOptionIndex)
-
 namespace {
-
-using Pairs = QVector<MapOptionIndex>;
 
 RoomInfo playingRoom() {
     RoomInfo room;
@@ -22,7 +18,7 @@ RoomInfo playingRoom() {
     room.gameUserId = 20004;
     room.pmHost = QStringLiteral("26.1.2.3");
     room.pmPort = 40005;
-    room.mapOptionIndexes = Pairs{{9, 9}};
+    room.mapOptionIndexes = {{9, 9}};
     return room;
 }
 
@@ -34,6 +30,19 @@ NetPlay::MapInfo mapWithOptions() {
     map.optionLabels = {{"难度", "难"}, {"extra", "zzz"}};
     return map;
 }
+
+// What was chosen, and the pairs that go to the game: positions, the initial value where nothing is chosen, options
+// outside the list in the order of their keys; or the room's own pairs when nothing can be placed.
+const std::pair<const char*, const char*> kSelections[] = {
+    {"speed=fast 难度=易", "0:1 2:0"}, {"", "2:1"}, {"extra=b bonus=x", "2:1 3:0 4:1"}, {"难度=? speed=FAST", "9:9"}};
+
+// Session, slot, user id, who asks, what is missing.
+const std::tuple<int, int, int, const char*, const char*> kRefusals[] = {
+    {0, 1, 1, "alice", "房间启动身份不完整，请重新进入房间。"},
+    {1, 0, 1, "alice", "房间启动身份不完整，请重新进入房间。"},
+    {1, 1, 0, "alice", "房间启动身份不完整，请重新进入房间。"},
+    {0, 0, 0, "bob", "当前账号不在房间槽位中。"},
+    {1, 1, 1, "", "当前账号不在房间槽位中。"}};
 
 const QString kUser = QStringLiteral("alice");
 
@@ -48,36 +57,20 @@ private Q_SLOTS:
         QCOMPARE(launchKey(QStringLiteral("r"), -3, QStringLiteral("u")), QStringLiteral("r:1:u"));
     }
 
-    void delayIsClamped() {
-        QCOMPARE(launchDelay(-1), 0);
-        QCOMPARE(launchDelay(1500), 1500);
-        QCOMPARE(launchDelay(3'600'000), 5000);
-    }
-
-    void optionPairs_data() {
-        QTest::addColumn<QMap<QString, QString>>("selections");
-        QTest::addColumn<bool>("mapKnown");
-        QTest::addColumn<Pairs>("pairs");
-        const QString speed = QStringLiteral("speed");
-        const QString difficulty = QStringLiteral("难度");
-        const QString extra = QStringLiteral("extra");
-        const QMap<QString, QString> chosen{{speed, QStringLiteral("fast")}, {difficulty, QStringLiteral("易")}};
-        QTest::newRow("chosen texts become positions") << chosen << true << Pairs{{0, 1}, {2, 0}};
-        QTest::newRow("initial value where nothing is chosen") << QMap<QString, QString>{} << true << Pairs{{2, 1}};
-        QTest::newRow("options outside the list follow in key order")
-            << QMap<QString, QString>{{extra, QStringLiteral("b")}, {QStringLiteral("bonus"), QStringLiteral("x")}}
-            << true << Pairs{{2, 1}, {3, 0}, {4, 1}};
-        QTest::newRow("nothing can be placed")
-            << QMap<QString, QString>{{difficulty, QStringLiteral("?")}, {speed, QStringLiteral("FAST")}} << true
-            << Pairs{{9, 9}};
-        QTest::newRow("map unknown") << chosen << false << Pairs{{9, 9}};
-    }
     void optionPairs() {
-        QFETCH(const bool, mapKnown);
-        using Selections = QMap<QString, QString>;
-        QFETCH(const Selections, selections);
         const NetPlay::MapInfo map = mapWithOptions();
-        QTEST(mapOptionPairs(playingRoom(), selections, mapKnown ? &map : nullptr), "pairs");
+        for (const auto& [selections, expected] : kSelections) {
+            QMap<QString, QString> chosen;
+            for (const QString& word : QString::fromUtf8(selections).split(u' ', Qt::SkipEmptyParts)) {
+                chosen.insert(word.section(u'=', 0, 0), word.section(u'=', 1));
+            }
+            QStringList pairs;
+            for (const MapOptionIndex& pair : mapOptionPairs(playingRoom(), chosen, &map)) {
+                pairs += QStringLiteral("%1:%2").arg(pair.option).arg(pair.value);
+            }
+            QCOMPARE(pairs.join(u' '), QLatin1String(expected));
+            QCOMPARE(mapOptionPairs(playingRoom(), chosen, nullptr), (QVector<MapOptionIndex>{{9, 9}}));
+        }
     }
 
     void requestIsFilledFromTheRoom() {
@@ -121,31 +114,16 @@ private Q_SLOTS:
         }
     }
 
-    void refusals_data() {
-        QTest::addColumn<int>("session");
-        QTest::addColumn<int>("slot");
-        QTest::addColumn<int>("userId");
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QString>("error");
-        const QString identity = QStringLiteral("启动失败:房间启动身份不完整，请重新进入房间。");
-        const QString seat = QStringLiteral("启动失败:当前账号不在房间槽位中。");
-        QTest::newRow("session") << 0 << 1 << 1 << kUser << identity;
-        QTest::newRow("slot") << 1 << 0 << 1 << kUser << identity;
-        QTest::newRow("user id") << 1 << 1 << 0 << kUser << identity;
-        QTest::newRow("no seat comes first") << 0 << 0 << 0 << QStringLiteral("bob") << seat;
-        QTest::newRow("no name") << 1 << 1 << 1 << QString() << seat;
-    }
     void refusals() {
-        QFETCH(const int, session);
-        QFETCH(const int, slot);
-        QFETCH(const int, userId);
-        QFETCH(const QString, user);
-        RoomInfo room = playingRoom();
-        room.playerSlots.prepend(RoomSlot());
-        room.sessionId = session;
-        room.gameSlot = slot;
-        room.gameUserId = userId;
-        QTEST(planLaunch(room, user, LaunchDefaults(), {}, nullptr).error, "error");
+        for (const auto& [session, slot, userId, user, missing] : kRefusals) {
+            RoomInfo room = playingRoom();
+            room.playerSlots.prepend(RoomSlot());
+            room.sessionId = session;
+            room.gameSlot = slot;
+            room.gameUserId = userId;
+            QCOMPARE(planLaunch(room, QLatin1String(user), LaunchDefaults(), {}, nullptr).error,
+                     QStringLiteral("启动失败:") + QString::fromUtf8(missing));
+        }
     }
 };
 

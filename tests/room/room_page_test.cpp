@@ -2,23 +2,14 @@
 #include "room/map_option_rows.h"
 #include "room/room_signatures.h"
 #include "room/room_texts.h"
+#include "room/rows.h"
 #include "room/slot_table.h"
 #include "support/test_registry.h"
 
-#include <QTest>
-
 namespace {
-
-QString text(const char* utf8) {
-    return QString::fromUtf8(utf8);
-}
 
 QStringList cut(const QString& list, char separator) {
     return list.trimmed().split(QLatin1Char(separator), Qt::SkipEmptyParts);
-}
-
-bool has(const QString& marks, char mark) {
-    return marks.contains(QLatin1Char(mark));
 }
 
 QVector<RoomSlot> slotsOf(const QString& list) {
@@ -31,14 +22,6 @@ QVector<RoomSlot> slotsOf(const QString& list) {
                        parts.value(5, text("-1")).toInt()});
     }
     return result;
-}
-
-template<typename Shown>
-void forEachRow(const char* rows, Shown shown) {
-    for (const QString& row : cut(text(rows), '\n')) {
-        const QStringList sides = row.split(text(" =>"));
-        QCOMPARE(sides[0] + text(" =>") + shown(sides[0]), row);
-    }
 }
 
 // The map's slots | those who sit in them | names => the rows of a room of "Boss", own ones with "*".
