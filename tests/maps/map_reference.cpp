@@ -20,11 +20,14 @@ const std::regex kPlayerNum("PLAYER_NUM=(\\d+)");
 const std::regex kModeNum("PLAYER_MODE_NUM=\\d+\\r?\\n");
 const std::regex kStarred("\xE2\x98\x85([^\\r\\n]+?)\xE2\x98\x85");
 
-template<typename Visit>
-void forEachMatch(const std::string& text, const std::regex& regex, Visit visit) {
+// What `read` makes of each number's last value.
+template<typename Read>
+auto lastValues(const std::string& text, const std::regex& regex, Read read) {
+    std::map<int, decltype(read(text))> values;
     for (std::sregex_iterator match(text.begin(), text.end(), regex), end; match != end; ++match) {
-        visit(*match);
+        values[std::stoi((*match)[1])] = read((*match)[2].str());
     }
+    return values;
 }
 
 std::size_t findControl(const std::string& text, std::size_t from) {
@@ -46,26 +49,22 @@ void parseScript(const std::string& text, MapInfo& map) {
     if (std::regex_search(text, first, kPlayerNum)) {
         playerNum = std::stoi(first[1]);
     }
-    std::map<int, std::string> sideName, barSelect, barName;
-    std::map<int, int> barPlayerId;
+    const auto clean = [](const std::string& value) {
+        return cleanMapText(value);
+    };
+    auto sideName = lastValues(text, kSideName, clean);
+    auto barName = lastValues(text, kBarName, clean);
+    auto barSelect = lastValues(text, kBarSelect, [](const std::string& value) { return value; });
+    auto barPlayerId = lastValues(text, kBarPlayer, [](const std::string& value) { return std::stoi(value); });
     std::vector<std::pair<int, int>> sideSizes;
-    forEachMatch(text, kSideName, [&](const std::smatch& m) { sideName[std::stoi(m[1])] = cleanMapText(m[2].str()); });
-    forEachMatch(text, kSideNum,
-                 [&](const std::smatch& m) { sideSizes.emplace_back(std::stoi(m[1]), std::stoi(m[2])); });
-    forEachMatch(text, kBarSelect, [&](const std::smatch& m) { barSelect[std::stoi(m[1])] = m[2]; });
-    forEachMatch(text, kBarName, [&](const std::smatch& m) { barName[std::stoi(m[1])] = cleanMapText(m[2].str()); });
-    forEachMatch(text, kBarPlayer, [&](const std::smatch& m) { barPlayerId[std::stoi(m[1])] = std::stoi(m[2]); });
+    for (std::sregex_iterator match(text.begin(), text.end(), kSideNum), end; match != end; ++match) {
+        sideSizes.emplace_back(std::stoi((*match)[1]), std::stoi((*match)[2]));
+    }
     std::sort(sideSizes.begin(), sideSizes.end());
-    map.slotCount = std::max(1, playerNum);
-    for (const auto& [number, value] : barSelect) {
-        map.slotCount = std::max(map.slotCount, number);
-    }
-    for (const auto& [number, value] : barName) {
-        map.slotCount = std::max(map.slotCount, number);
-    }
-    for (const auto& [number, value] : barPlayerId) {
-        map.slotCount = std::max(map.slotCount, number);
-    }
+    const auto last = [](const auto& values) {
+        return values.empty() ? 1 : values.rbegin()->first;
+    };
+    map.slotCount = std::max({1, playerNum, last(barSelect), last(barName), last(barPlayerId)});
     if (map.slotCount > kMaxSlots) {
         throw std::out_of_range("slots");
     }
@@ -113,30 +112,25 @@ std::string titleBehindOptions(const std::string& text, const MapOptionHeader& h
     const auto mark = [&](const std::string& id) {
         return "@" + std::to_string(values.at(id).size()) + "#";
     };
+    const bool complete =
+        std::all_of(header.ids.begin(), header.ids.end(), [&](const auto& id) { return values.count(id) != 0; });
+    std::string lists;
+    for (std::size_t i = 0; complete && i < header.ids.size(); ++i) {
+        lists += mark(header.ids[i]);
+        for (const std::string& value : values.at(header.ids[i])) {
+            lists += value + "#";
+        }
+        lists.pop_back();
+    }
     const std::string marker = mark(header.ids[0]);
     for (std::size_t pos = text.find(marker, start); pos != std::string::npos; pos = text.find(marker, pos + 1)) {
-        std::size_t p = pos;
-        bool matches = true;
-        const auto expect = [&](const std::string& word) {
-            matches = matches && text.compare(p, word.size(), word) == 0;
-            p += matches ? word.size() : 0;
-        };
-        for (const std::string& id : header.ids) {
-            if (values.count(id) == 0) {
-                matches = false;
-                break;
-            }
-            expect(mark(id));
-            for (std::size_t v = 0; v < values.at(id).size(); ++v) {
-                expect((v == 0 ? "" : "#") + values.at(id)[v]);
-            }
-        }
         const auto offer = [&](std::string_view candidate) {
             if (isPlausibleMapTitle(candidate)) {
                 result = std::string(candidate);
             }
         };
-        if (matches) {
+        if (complete && text.compare(pos, lists.size(), lists) == 0) {
+            const std::size_t p = pos + lists.size();
             const std::string clean = cleanMapText(span(text, p, findControl(text, p), 80));
             offer(trimChars(clean, "#@"));
         }
@@ -182,8 +176,46 @@ void parseTitleAndOptions(const std::string& text, MapInfo& map) {
 
 }  // namespace
 
-void referenceParse(const std::string& bytes, MapInfo& map) {
-    const std::string text = decodeMapText(bytes);
-    parseScript(text, map);
-    parseTitleAndOptions(text, map);
+std::string describeMap(const MapInfo& map) {
+    std::string text = map.displayName + " max " + std::to_string(map.maxPlayers);
+    for (const MapSlot& slot : map.slots) {
+        text += "\n" + std::to_string(slot.slot) + "," + std::to_string(slot.playerId) + "," + slot.team + "," +
+                slot.selectType + "," + (slot.isPlayerSlot ? "open," : "closed,") + slot.slotLabel;
+    }
+    for (const std::string& side : map.sides) {
+        text += "\nside " + side;
+    }
+    for (const std::string& id : map.optionIds) {
+        text += "\noption " + id + "=" + map.optionLabels.at(id) + ":";
+        for (const std::string& value : map.optionValues.at(id)) {
+            text += " " + value;
+        }
+    }
+    return text;
+}
+
+bool parseMap(std::string_view bytes, MapInfo& map) {
+    try {
+        const MapText text(bytes);
+        MapScriptData data = parseMapScript(text);
+        map.slotCount = data.slotCount;
+        map.slots = std::move(data.slots);
+        map.sides = std::move(data.sides);
+        map.maxPlayers = data.playerSlotCount;
+        readTitleAndOptions(text, map);
+        return true;
+    } catch (const MapFormatError&) {
+        return false;
+    }
+}
+
+bool referenceParse(std::string_view bytes, MapInfo& map) {
+    try {
+        const std::string text = decodeMapText(std::string(bytes));
+        parseScript(text, map);
+        parseTitleAndOptions(text, map);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
 }
