@@ -1,16 +1,8 @@
-// The room decoder: whatever JSON a server sends, the records keep their promises.
+// The room decoder: whatever JSON a server sends, the records keep their promises. tests/lobby calls it too.
 #include "fuzz/expect.h"
 #include "lobby/room_decoder.h"
 
-#include <algorithm>
-
 namespace {
-
-void expectSlots(const QVector<RoomSlot>& slots) {
-    for (const RoomSlot& slot : slots) {
-        expect(!(slot.locked && slot.isPlayerSlot), "a locked slot is nobody's");
-    }
-}
 
 void expectPromises(const RoomInfo& room) {
     expect(room.sessionId >= 0 && room.launchDelayMs >= 0 && room.gameUserId >= 0, "no negative launch numbers");
@@ -19,8 +11,9 @@ void expectPromises(const RoomInfo& room) {
                !room.players.isEmpty(),
            "texts with a default");
     expect(!room.playerNames.contains(QString()), "no empty player name");
-    expectSlots(room.playerSlots);
-    expectSlots(room.slotMeta);
+    for (const RoomSlot& slot : room.playerSlots + room.slotMeta) {
+        expect(!(slot.locked && slot.isPlayerSlot), "a locked slot is nobody's");
+    }
     for (const MapOptionIndex& index : room.mapOptionIndexes) {
         expect(index.option >= 0 && index.value >= 0, "no negative option index");
     }

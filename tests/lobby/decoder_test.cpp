@@ -6,6 +6,9 @@
 
 #include <random>
 
+// The fuzzer's: aborts where a record breaks a promise.
+extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size);
+
 namespace {
 
 const QString kUser = QStringLiteral("alice");
@@ -86,13 +89,13 @@ l {"pm_launch_slots":[{"name":"x","slot":1,"lobby_slot":2},{"name":"y","slot":"0
 l {"pm_launch_slots":[{"name":"alice","user_id":0,"game_user_id":4}]} => |40001|0|0|1|1|4)";
 
 const char kReply[] =
-    R"({"ok":true,"room":{"id":"1","name":"r","pm_launch_slots":[{"name":"alice","slot":3,"lobby_slot":2,"game_slot":)"
+    R"({"ok":true,"room":{"id":"1","name":"r","pm_launch_slots":[{"name":"bob","slot":3,"lobby_slot":2,"game_slot":)"
     R"(4,"user_id":9}],"session_id":4,"launch_delay_ms":900,"map_option_indexes":[2,[3,1],{"option":3,"value":1}]},)"
     R"("rooms":[{"id":"2","status":"playing","player_count":2,"max_players":8,"map_options":{"a":"1"},)"
-    R"("player_slots":[{"name":"alice","slot":3,"ready":true}],"slot_meta":[{"slot":3,"select_type":"5"}],)"
-    R"("messages":[{"text":"hi","ts":5}],"player_names":["alice"]}],"value":[]})";
+    R"("player_slots":[{"name":"bob","slot":3,"ready":true}],"slot_meta":[{"slot":3,"select_type":"5"}],)"
+    R"("messages":[{"text":"hi","ts":5}],"player_names":["bob"]}],"value":[]})";
 const char kValues[] =
-    R"(null true -1 0.5 -2147483649 4294967297 1e308 "" "4294967297" "alice" [] {} [[-1,1e300],{}] [[[[[[[]]]]]]])";
+    R"(null true -1 0.5 -2147483649 4294967297 1e308 "" "4294967297" "bob" [] {} [[-1,1e300],{}] [[[[[[[]]]]]]])";
 
 // Puts values of other types where some of the reply's stand.
 QByteArray damaged(std::mt19937& random) {
@@ -107,20 +110,6 @@ QByteArray damaged(std::mt19937& random) {
         reply.replace(at, end - at, values.at(static_cast<int>(random() & 0xFFFF) % values.size()));
     }
     return reply;
-}
-
-bool keepsPromises(const RoomInfo& room) {
-    bool kept = room.sessionId >= 0 && room.launchDelayMs >= 0 && room.gameUserId >= 0 &&
-                std::clamp(room.lobbySlot, 0, 22) == room.lobbySlot &&
-                std::clamp(room.gameSlot, 0, 22) == room.gameSlot && !room.playerNames.contains(QString()) &&
-                !room.status.isEmpty() && !room.mapFile.isEmpty();
-    for (const RoomSlot& slot : room.slotMeta + room.playerSlots) {
-        kept = kept && !(slot.locked && slot.isPlayerSlot);
-    }
-    for (const MapOptionIndex& index : room.mapOptionIndexes) {
-        kept = kept && index.option >= 0 && index.value >= 0;
-    }
-    return kept;
 }
 
 }  // namespace
@@ -147,26 +136,20 @@ private Q_SLOTS:
         }
     }
 
-    // A thousand damaged replies: whatever comes, the records keep their promises.
+    // Whatever comes, the records keep their promises.
     void damagedReplies() {
         std::mt19937 random(20240501);
-        const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType, const auto&, const QString&) {});
-        QByteArrayList broken;
+        const QtMessageHandler previous = qInstallMessageHandler(nullptr);
         for (int number = 0; number < 1000; ++number) {
             QByteArray reply = damaged(random);
-            const bool torn = number % 4 == 3;  // in its bytes too
-            for (int i = 0; torn && i < 3; ++i) {
+            QVERIFY2(QJsonDocument::fromJson(reply).isObject(), reply);
+            LLVMFuzzerTestOneInput(reply.constData(), static_cast<std::size_t>(reply.size()));
+            for (int i = 0; i < 3; ++i) {  // in its bytes too
                 reply[static_cast<int>(random() & 0xFFFF) % reply.size()] = static_cast<char>(random() & 0xFF);
             }
-            const QJsonDocument document = QJsonDocument::fromJson(reply);
-            QVector<RoomInfo> rooms = decodeRoomsDocument(document, kUser);
-            rooms << decodeRoom(document.object(), kUser) << decodeRoom(document[QLatin1String("room")].toObject(), {});
-            if ((!torn && !document.isObject()) || !std::all_of(rooms.begin(), rooms.end(), keepsPromises)) {
-                broken += reply;
-            }
+            LLVMFuzzerTestOneInput(reply.constData(), static_cast<std::size_t>(reply.size()));
         }
         qInstallMessageHandler(previous);
-        QCOMPARE(broken, QByteArrayList());
     }
 };
 
