@@ -118,42 +118,38 @@ private Q_SLOTS:
                  QByteArray("25a6eac1ffe25e529bbaafb44293d42da6bf196ea76f5efa47ebae46cd466c98"));
     }
 
-    void patching_data() {
-        QTest::addColumn<QByteArray>("after");
-        const auto row = [](const char* before, const char* after) {
-            QTest::newRow(before) << QByteArray(after);
-        };
-        row(" \t\v\f$r", "$G$T$r$A");
-        row("$G", "$G$T$r$A");
-        row("$r$nx = 1$n \t$r", "$H$r$nx = 1$r$A");
-        row("SetCurrentControlID(x)$nSetCurrentControlID(-17) SetCurrentControlID(2)",
-            "$HSetCurrentControlID(x)$nSetCurrentControlID(3) SetCurrentControlID(2)$r$F");
-        row("SetCurrentControlID(12", "$HSetCurrentControlID(12$r$A");
-        // The options table.
-        row("$N$n=--$n{ {1}, { {2} } } \t-- z$n$A", "$G$T-- z$n$A");
-        row("$N = { {1}$ry$r$A", "$H$N = { {1}$ry$r$A");
-        row("$Iz = {1}$n$A", "$H$Iz = {1}$n$A");
-        row("$N x = {SetCurrentControlID(3) }$ry", "$G$T$ry$r$F$C");
-        // The functions.
-        row("function GetMapOptionInfo() sendto end$n$Cfunction GetMapOptionDisplay() end \tz", "$H$Ito end$n$C$Dz");
-        row("function GetMapOptionInfo() $T end$n$C", "$H$I$n$C$D$r");
-        row("-- function GetMapOptionDisplay()$nx$n", "$H-- function GetMapOptionDisplay()$nx$r$A");
-        // What earlier patches left.
-        row("a$n$[old$]$r$nb$n$[x$]c$n$[", "$Ha$nb$nc$n$[$r$A");
-        row("-- lobby_runtime_$[$]$B$Epatch_begin$]x", "$Hx$r$A");
-        row("$r$r$n$nx$n$[$]$n$ny", "$Hx$ny$r$A");
-        row("$Gx$r$G$B$n$E$n$A", "$Hx$r$A");
-        row("x$n$B$nlost$n$N = {1}$n$A", "$Gx$n$T$n$A");
-        row("$B$nlost$nSetCurrentControlID(1)", "$H$A");
-        row("x$n$B$nlost", "$Hx$n$A");
-        row("$C$B$nz", "$H$C$B$nz$r$F");
-        row("$G$nx$n$T$A", "$G$nx$n$T$A");
-        row("$T$rx$r$G$A", "$G$T$rx$r$A");
-    }
     void patching() {
-        QFETCH(QByteArray, after);
-        QCOMPARE(patch(text(QTest::currentDataTag())), text(after));
-        QCOMPARE(patch(text(after)), text(after));
+        const std::pair<const char*, const char*> rows[] = {
+            {" \t\v\f$r", "$G$T$r$A"},
+            {"$G", "$G$T$r$A"},
+            {"$r$nx = 1$n \t$r", "$H$r$nx = 1$r$A"},
+            {"SetCurrentControlID(x)$nSetCurrentControlID(-17) SetCurrentControlID(2)",
+             "$HSetCurrentControlID(x)$nSetCurrentControlID(3) SetCurrentControlID(2)$r$F"},
+            {"SetCurrentControlID(12", "$HSetCurrentControlID(12$r$A"},
+            // The options table.
+            {"$N$n=--$n{ {1}, { {2} } } \t-- z$n$A", "$G$T-- z$n$A"},
+            {"$N = { {1}$ry$r$A", "$H$N = { {1}$ry$r$A"},
+            {"$Iz = {1}$n$A", "$H$Iz = {1}$n$A"},
+            {"$N x = {SetCurrentControlID(3) }$ry", "$G$T$ry$r$F$C"},
+            // The functions.
+            {"function GetMapOptionInfo() sendto end$n$Cfunction GetMapOptionDisplay() end \tz", "$H$Ito end$n$C$Dz"},
+            {"function GetMapOptionInfo() $T end$n$C", "$H$I$n$C$D$r"},
+            {"-- function GetMapOptionDisplay()$nx$n", "$H-- function GetMapOptionDisplay()$nx$r$A"},
+            // What earlier patches left.
+            {"a$n$[old$]$r$nb$n$[x$]c$n$[", "$Ha$nb$nc$n$[$r$A"},
+            {"-- lobby_runtime_$[$]$B$Epatch_begin$]x", "$Hx$r$A"},
+            {"$r$r$n$nx$n$[$]$n$ny", "$Hx$ny$r$A"},
+            {"$Gx$r$G$B$n$E$n$A", "$Hx$r$A"},
+            {"x$n$B$nlost$n$N = {1}$n$A", "$Gx$n$T$n$A"},
+            {"$B$nlost$nSetCurrentControlID(1)", "$H$A"},
+            {"x$n$B$nlost", "$Hx$n$A"},
+            {"$C$B$nz", "$H$C$B$nz$r$F"},
+            {"$G$nx$n$T$A", "$G$nx$n$T$A"},
+            {"$T$rx$r$G$A", "$G$T$rx$r$A"}};
+        for (const auto& [before, after] : rows) {
+            QCOMPARE(patch(text(before)), text(after));
+            QCOMPARE(patch(text(after)), text(after));
+        }
     }
 
     void writesItsValues() {
