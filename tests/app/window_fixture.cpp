@@ -4,29 +4,14 @@
 #include "mapgen/map_writer.h"
 #include "maps/catalog.h"
 
-#include <QDir>
+#include <QApplication>
 #include <QJsonDocument>
-#include <QSettings>
-#include <QStackedWidget>
-#include <QStatusBar>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTextDocument>
 
-namespace {
-
-void write(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    if (!QDir().mkpath(QFileInfo(path).path()) || !file.open(QIODevice::WriteOnly) || file.write(bytes) < 0) {
-        qFatal("cannot write %s", qPrintable(path));
-    }
-}
-
-}  // namespace
-
-Script jsonReply(const QJsonObject& object, const QByteArray& status) {
-    return ScriptedServer::reply(QJsonDocument(object).toJson(), status);
-}
-
-Script refusal(const char* text) {
-    return jsonReply({{QStringLiteral("ok"), false}, {QStringLiteral("error"), QString::fromUtf8(text)}});
+Script refusal(const QByteArray& text) {
+    return ScriptedServer::reply(R"({"ok":false,"error":")" + text + R"("})");
 }
 
 LobbyScript::LobbyScript() : ScriptedServer([this](const ScriptedRequest& request) { return answer(request); }) {}
@@ -36,15 +21,15 @@ Script LobbyScript::answer(const ScriptedRequest& request) const {
     if (answers.contains(word)) {
         return answers.value(word);
     }
-    QJsonObject answer{{QStringLiteral("ok"), true}};
+    QJsonObject answer{{text("ok"), true}};
     if (word == "login" || word == "register") {
-        answer.insert(QStringLiteral("auth_token"), QStringLiteral("token"));
+        answer.insert(text("auth_token"), text("token"));
     } else if (request.method == "GET") {
-        answer.insert(QStringLiteral("rooms"), rooms);
+        answer.insert(text("rooms"), rooms);
     } else if (word != "heartbeat" && !rooms.isEmpty()) {
-        answer.insert(QStringLiteral("room"), rooms.first());
+        answer.insert(text("room"), rooms.first());
     }
-    return jsonReply(answer);
+    return reply(QJsonDocument(answer).toJson());
 }
 
 QVector<QJsonObject> LobbyScript::sent(const QByteArray& word) const {
@@ -59,93 +44,81 @@ QVector<QJsonObject> LobbyScript::sent(const QByteArray& word) const {
 
 WindowFixture::WindowFixture() {
     std::string error;
-    if (!mapgen::writeMaps(folder.filePath(QStringLiteral("game/map")).toStdU16String(), {1, 7, 20'000, 10078, false},
-                           error)) {
-        qFatal("%s", error.c_str());
-    }
+    const bool made = mapgen::writeMaps(path("gametest/map").toStdU16String(), {1, 7, 20'000, 10078, false}, error);
+    QVERIFY2(made, error.c_str());
     NetPlay::MapInfo map;
-    NetPlay::loadMapEntry(folder.filePath(QStringLiteral("game/map/10078")).toStdU16String(), "10078", map, {}, nullptr,
-                          nullptr, true);
-    fingerprint = QString::fromStdString(map.fingerprint);
+    NetPlay::loadMapEntry(path("gametest/map/10078").toStdU16String(), "10078", map, {}, nullptr, nullptr, true);
+    fingerprint_ = QString::fromStdString(map.fingerprint);
 }
 
 void WindowFixture::open(const QStringList& arguments) {
-    window.reset();
-    ClientPaths paths;
-    paths.clientRoot = folder.filePath(QStringLiteral("client")).toStdU16String();
-    paths.configDir = folder.filePath(QStringLiteral("config")).toStdU16String();
-    paths.dataRoot = folder.filePath(QStringLiteral("game")).toStdU16String();
-    write(folder.filePath(QStringLiteral("config/Server.ini")),
-          "[Server]\nLobbyHttp=" + server.url().toUtf8() + "\n[Client]\nDefaultUsername=me\nDefaultPassword=secret\n");
-    window = std::make_unique<MainWindow>(paths, QStringList{QStringLiteral("test")} + arguments);
-    window->show();
+    ClientWindow::open(server.url(), "[Client]\nDefaultUsername=me\nDefaultPassword=secret\n", arguments);
 }
 
 void WindowFixture::signIn() {
     open();
-    QTest::mouseClick(button("登录"), Qt::LeftButton);
+    press("登录");
     // The catalog as well, so that the gates are open.
-    TRY(shows("地图已加载:1 张，可以创建游戏。") || statusBarText().startsWith(QStringLiteral("房间已刷新")));
-    TRY(button("＋ 创建游戏") != nullptr && button("＋ 创建游戏")->isEnabled());
-    TRY(roomTable()->rowCount() == server.rooms.size());
+    TRY(shows("地图已加载:1 张，可以创建游戏。") || status().startsWith(text("房间已刷新")));
+    TRY(enabled("＋ 创建游戏") && roomTable()->rowCount() == server.rooms.size());
 }
 
 void WindowFixture::enterRoom(const QJsonObject& room) {
     server.rooms = {room};
     signIn();
     roomTable()->selectRow(0);
-    TRY(button("进入房间")->isEnabled());
-    QTest::mouseClick(button("进入房间"), Qt::LeftButton);
-    TRY(slotTable()->isVisible() && !button("发送")->isEnabled() && edit("输入聊天内容")->isEnabled());
+    press("进入房间");
+    TRY(slotTable()->isVisible() && !enabled("发送") && edit("输入聊天内容")->isEnabled());
 }
 
 void WindowFixture::poll(const QJsonArray& rooms) {
     server.rooms = rooms;
-    Q_EMIT client()->roomsUpdated(decodeRoomList({{QStringLiteral("rooms"), rooms}}, client()->userName()), QString());
+    Q_EMIT client()->roomsUpdated(decodeRoomList({{text("rooms"), rooms}}, client()->userName()), QString());
 }
 
-QJsonObject WindowFixture::room(const char* seats, const char* status) const {
+int WindowFixture::changesUnderPolls(QTableWidget* table, QAbstractSlider* bar, const QJsonArray& rooms) {
+    timer("roomPollTimer")->stop();
+    QSignalSpy inserted(table->model(), &QAbstractItemModel::rowsInserted);
+    QSignalSpy removed(table->model(), &QAbstractItemModel::rowsRemoved);
+    QSignalSpy changed(table->model(), &QAbstractItemModel::dataChanged);
+    QSignalSpy selected(table, &QTableWidget::itemSelectionChanged);
+    QSignalSpy focused(qApp, &QApplication::focusChanged);
+    QSignalSpy scrolled(bar, &QScrollBar::valueChanged);
+    for (int i = 0; i < 100; ++i) {
+        poll(rooms);
+        QCoreApplication::processEvents();
+    }
+    return inserted.size() + removed.size() + changed.size() + selected.size() + focused.size() + scrolled.size();
+}
+
+bool WindowFixture::isUnspoilt() const {
+    const auto labels = window->findChildren<QLabel*>();
+    return window->minimumSizeHint().width() <= 820 && window->width() <= 940 &&
+           std::all_of(labels.begin(), labels.end(), [](const QLabel* label) {
+               return label->textFormat() == Qt::PlainText || !Qt::mightBeRichText(label->text());
+           });
+}
+
+QJsonObject WindowFixture::room(const QByteArray& seats, const QByteArray& fields) const {
     QJsonArray slots;
-    for (QString name : QString::fromUtf8(seats).split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
-        const bool ready = name.endsWith(QLatin1Char('+'));
-        slots.append(QJsonObject{{QStringLiteral("slot"), slots.size() + 1},
-                                 {QStringLiteral("name"), name.remove(QLatin1Char('+'))},
-                                 {QStringLiteral("ready"), ready}});
+    for (QByteArray name : seats.split(' ')) {
+        const bool ready = name.endsWith('+');
+        slots.append(QJsonObject{{text("slot"), slots.size() + 1},
+                                 {text("name"), text(name.replace('+', "").constData())},
+                                 {text("ready"), ready}});
     }
-    const QString host = slots.at(0).toObject().value(QStringLiteral("name")).toString();
-    return {{QStringLiteral("id"), QStringLiteral("7")},
-            {QStringLiteral("name"), QStringLiteral("测试房间")},
-            {QStringLiteral("status"), QString::fromUtf8(status)},
-            {QStringLiteral("map_id"), QStringLiteral("10078")},
-            {QStringLiteral("map_fingerprint"), fingerprint},
-            {QStringLiteral("owner"), host},
-            {QStringLiteral("host"), host},
-            {QStringLiteral("player_count"), slots.size()},
-            {QStringLiteral("max_players"), 8},
-            {QStringLiteral("player_slots"), slots}};
-}
-
-QAbstractButton* WindowFixture::button(const char* text) const {
-    return findButton(*window, QString::fromUtf8(text));
-}
-
-QLineEdit* WindowFixture::edit(const char* placeholder) const {
-    return findEdit(*window, QString::fromUtf8(placeholder));
-}
-
-QTableWidget* WindowFixture::table(int columns) const {
-    for (auto* candidate : window->findChildren<QTableWidget*>()) {
-        if (candidate->columnCount() == columns) {
-            return candidate;
-        }
+    QJsonObject room = QJsonDocument::fromJson(R"({"id":"7","name":"测试房间","status":"waiting","map_id":"10078",
+        "max_players":8})")
+                           .object();
+    for (const char* role : {"owner", "host"}) {
+        room.insert(text(role), slots[0].toObject().value(text("name")));
     }
-    return nullptr;
-}
-
-QString WindowFixture::statusBarText() const {
-    return window->statusBar()->currentMessage();
-}
-
-bool WindowFixture::shows(const char* text) const {
-    return findShown<QLabel>(*window, [&](const auto& label) { return label.text() == QString::fromUtf8(text); });
+    room.insert(text("map_fingerprint"), fingerprint_);
+    room.insert(text("player_count"), slots.size());
+    room.insert(text("player_slots"), slots);
+    const QJsonObject changes = QJsonDocument::fromJson('{' + fields + '}').object();
+    for (auto field = changes.begin(); field != changes.end(); ++field) {
+        room.insert(field.key(), field.value());
+    }
+    return room;
 }

@@ -1,20 +1,11 @@
-// One client window with folders of its own, in front of a scripted lobby server, and the ways in which a person uses
-// it.
+// One client window in front of a scripted lobby server, and the ways in which a person uses it.
 #pragma once
 
-#include "app/main_window.h"
-#include "lobby/lobby_client.h"
+#include "support/client_window.h"
 #include "support/scripted_server.h"
-#include "support/shown_widgets.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QLabel>
-#include <QMap>
-#include <QTableWidget>
-#include <QTemporaryDir>
-
-#include <memory>
 
 // Answers as an honest server would, unless a test says otherwise for a path's last word ("login", "rooms", "join").
 class LobbyScript : public ScriptedServer {
@@ -30,15 +21,16 @@ private:
     Script answer(const ScriptedRequest& request) const;
 };
 
-Script jsonReply(const QJsonObject& object, const QByteArray& status = "200 OK");
 // {"ok": false, "error": text}
-Script refusal(const char* text);
+Script refusal(const QByteArray& text);
 
-class WindowFixture {
+class WindowFixture : public ClientWindow {
 public:
+    // With one map, "10078", whose options are 难度 (简单, 普通, 困难) and 资金.
     WindowFixture();
+    ~WindowFixture() override { window.reset(); }  // before the server
 
-    // The window, not yet signed in; a second call makes a new one.
+    // The window, not yet signed in.
     void open(const QStringList& arguments = {});
     // Signs in and waits for the rooms.
     void signIn();
@@ -46,24 +38,17 @@ public:
     void enterRoom(const QJsonObject& room);
     // What a poll brings, without the two seconds.
     void poll(const QJsonArray& rooms);
+    // How often one of these says that it changes, or the focus does, while a hundred polls bring the same rooms.
+    int changesUnderPolls(QTableWidget* table, QAbstractSlider* bar, const QJsonArray& rooms);
+    // Whether the window keeps its size and no label takes a server's text for rich text.
+    bool isUnspoilt() const;
 
-    // A room whose map is the fixture's own. Seats as "name[+ready]" with blanks between, the first the host's.
-    QJsonObject room(const char* seats, const char* status = "waiting") const;
+    // A waiting room on the map. Seats as "name[+ready]" with blanks between, the first the host's; `fields` go over
+    // those of the room.
+    QJsonObject room(const QByteArray& seats, const QByteArray& fields = {}) const;
 
-    QAbstractButton* button(const char* text) const;
-    QLineEdit* edit(const char* placeholder) const;
-    QTableWidget* roomTable() const { return table(4); }
-    QTableWidget* slotTable() const { return table(5); }
-    LobbyClient* client() const { return window->findChild<LobbyClient*>(); }
-    QString statusBarText() const;
-    // Whether the page that is on screen has a label with this text.
-    bool shows(const char* text) const;
-
-    QTemporaryDir folder;
     LobbyScript server;
-    QString fingerprint;  // of the map "10078", the only one; its options are 难度 (简单, 普通, 困难) and 资金
-    std::unique_ptr<MainWindow> window;
 
 private:
-    QTableWidget* table(int columns) const;
+    QString fingerprint_;
 };

@@ -6,22 +6,18 @@
 #include "support/test_registry.h"
 
 #include <QApplication>
-#include <QComboBox>
-#include <QLabel>
-#include <QTableWidget>
+#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QUrl>
 
 namespace {
 
-constexpr char kGameHost[] = "GameHost=127.0.0.7\nGamePort=40007\n";
-
 // Hands connections on to a server, or drops them while it is closed.
 class Gate : public QTcpServer {
 public:
     explicit Gate(const QString& target) : target_(target) { listen(QHostAddress::LocalHost); }
-    QString url() const { return QStringLiteral("http://127.0.0.1:%1").arg(serverPort()); }
+    QString url() const { return text("http://127.0.0.1:%1").arg(serverPort()); }
     void shut() {
         open_ = false;
         // A connection that is kept for the next request goes too.
@@ -53,15 +49,6 @@ private:
     bool open_ = true;
 };
 
-struct PollCount {
-    explicit PollCount(const Player& player) {
-        auto* client = player.window->findChild<LobbyClient*>();
-        QObject::connect(client, &LobbyClient::roomsUpdated, &listener, [this] { ++count; });
-    }
-    QObject listener;
-    int count = 0;
-};
-
 }  // namespace
 
 // What `./dev demo` shows.
@@ -72,32 +59,27 @@ private Q_SLOTS:
     void twiceInOneRoom() {
         qApp->setStyleSheet(applicationStyleSheet());
         colorPlaceholders(*qApp);
-        Lobby lobby({QStringLiteral("--launch-delay-ms"), QStringLiteral("500")});
-        Player host(kHost, lobby.url(), kGameHost);
+        Lobby lobby(text("--launch-delay-ms 500"));
+        Player host(kHost, lobby.url(), "GameHost=127.0.0.7\nGamePort=40007\n");
         Player guest(kGuest, lobby.url());
-        host.signIn();
-        guest.signIn();
-        host.createRoom(QStringLiteral("10078"), [](QDialog& dialog) {
-            findShown<QComboBox>(dialog, [](const auto& box) { return box.count() == 3; })->setCurrentIndex(2);
-        });
-        guest.joinRoom();
+        meet(host, guest);
         for (const int match : {1, 2}) {
             startMatch(host, guest);
-            const QString handout = QStringLiteral("10078 127.0.0.7 40007 %1 %1 %2 1000%1 %3 [[0,2],[1,0]]");
-            QTRY_COMPARE_WITH_TIMEOUT(host.handout(), handout.arg(1).arg(match).arg(kHost), kPatienceMs);
-            QTRY_COMPARE_WITH_TIMEOUT(guest.handout(), handout.arg(2).arg(match).arg(kGuest), kPatienceMs);
+            const QString handout = text("10078 127.0.0.7 40007 %1 %1 %2 1000%1 %3 [[0,2],[1,0]]");
+            TRY_COMPARE(host.handout(), handout.arg(1).arg(match).arg(kHost));
+            TRY_COMPARE(guest.handout(), handout.arg(2).arg(match).arg(kGuest));
             for (Player* player : {&host, &guest}) {
                 TRY(player->starts() == match);
                 player->picture(*player->window);
                 player->letGamesEnd(true);
-                TRY(player->told(QStringLiteral("游戏已退出，正在刷新房间...")) == match);
+                TRY(player->told("游戏已退出，正在刷新房间...") == match);
             }
             // The room still plays: that starts no game again.
-            PollCount polls(guest);
-            TRY(polls.count >= 3 && findButton(*guest.window, QStringLiteral("返回大厅")) != nullptr);
+            QSignalSpy polls(guest.client(), &LobbyClient::roomsUpdated);
+            TRY(polls.count() >= 3 && guest.button("返回大厅") != nullptr);
             lobby.endMatch();
             for (Player* player : {&host, &guest}) {
-                TRY(findButton(*player->window, QStringLiteral("退出房间")) != nullptr);
+                TRY(player->button("退出房间") != nullptr);
                 player->picture(*player->window);
                 player->letGamesEnd(false);
                 QCOMPARE(player->starts(), match);
@@ -116,12 +98,9 @@ private Q_SLOTS:
     void obstacles_data() {
         QTest::addColumn<QString>("file");
         QTest::addColumn<QString>("words");
-        const auto row = [](const char* name, const char* file, const char* words) {
-            QTest::newRow(name) << QString::fromUtf8(file) << QString::fromUtf8(words);
-        };
-        row("no game", "gametest/core/game.exe", "game.exe not found: ");
-        row("no map", "gametest/map/10078/10078.o", "map file not found: ");
-        row("config in use", "", "could not acquire config lock: ");
+        QTest::newRow("no game") << text("core/game.exe") << text("game.exe not found: ");
+        QTest::newRow("no map") << text("map/10078/10078.o") << text("map file not found: ");
+        QTest::newRow("config in use") << text("config.lua.lock") << text("could not acquire config lock: ");
     }
     void obstacles() {
         QFETCH(const QString, file);
@@ -130,80 +109,74 @@ private Q_SLOTS:
         Player host(kHost, lobby.url());
         Player guest(kGuest, lobby.url());
         meet(host, guest);
-        const QString lock = guest.path(QStringLiteral("gametest/config.lua.lock"));
+        const QString path = guest.path(text("gametest/") + file);
         std::optional<platform::ExclusiveFile> held;
-        if (file.isEmpty()) {
-            held = platform::ExclusiveFile::tryOpen(lock.toStdU16String());
-            QVERIFY(held);
-        } else {
-            QVERIFY(QFile::rename(guest.path(file), guest.path(QStringLiteral("aside"))));
+        const bool exists = QFile::rename(path, guest.path("aside"));
+        if (!exists) {
+            held = platform::ExclusiveFile::tryOpen(path.toStdU16String());
         }
+        QVERIFY(exists || held);
         startMatch(host, guest);
-        const QString path = file.isEmpty() ? lock : guest.path(file);
-        TRY(guest.told(QStringLiteral("启动失败:") + words + path) > 0);
+        TRY(guest.told(text("启动失败:") + words + path) > 0);
         TRY(host.starts() == 1 && guest.starts() == 0);
-        guest.press(QStringLiteral("返回大厅"));
-        TRY(guest.told(QStringLiteral("已返回大厅。")) == 1);
+        guest.press("返回大厅");
+        TRY(guest.told("已返回大厅。") == 1);
         lobby.endMatch();
         guest.joinRoom();  // the seat is still the guest's
         host.letGamesEnd(true);
         startMatch(host, guest);
-        TRY(guest.told(QStringLiteral("启动失败:") + words + path) > 1);
+        TRY(guest.told(text("启动失败:") + words + path) > 1);
         held.reset();
-        QVERIFY(file.isEmpty() || QFile::rename(guest.path(QStringLiteral("aside")), guest.path(file)));
+        QVERIFY(!exists || QFile::rename(guest.path("aside"), path));
         TRY(guest.starts() == 1);
     }
 
     // Only what a player started by hand is started again, and as often as the settings say.
     void crash_data() {
-        QTest::addColumn<QByteArray>("settings");
-        QTest::addColumn<bool>("byHand");
         QTest::addColumn<int>("relaunches");
-        QTest::newRow("automatic") << QByteArray("[Client]\nReconnectOnCrash=true\n") << false << 0;
-        QTest::newRow("by hand") << QByteArray("[Client]\nReconnectOnCrash=true\nReconnectMaxAttempts=2\n") << true
-                                 << 2;
+        QTest::newRow("automatic") << 0;
+        QTest::newRow("by hand") << 2;
     }
     void crash() {
-        QFETCH(const bool, byHand);
         QFETCH(const int, relaunches);
-        QFETCH(const QByteArray, settings);
+        const bool byHand = relaunches > 0;
         qputenv("STANDIN_GAME_EXIT_CODE", "7");
-        Lobby lobby({QStringLiteral("--launch-delay-ms"), QString::number(byHand ? 5000 : 1)});
+        Lobby lobby(text("--launch-delay-ms %1").arg(byHand ? 5000 : 1));
         Player host(kHost, lobby.url());
-        Player guest(kGuest, lobby.url(), settings);
+        Player guest(kGuest, lobby.url(), "[Client]\nReconnectOnCrash=true\nReconnectMaxAttempts=2\n");
         meet(host, guest);
         guest.letGamesEnd(true);
         startMatch(host, guest);
-        TRY(guest.told(QStringLiteral("已开始游戏，等待同步启动...")) == 1);
+        TRY(guest.told("已开始游戏，等待同步启动...") == 1);
         if (byHand) {
             QMetaObject::invokeMethod(guest.window.get(), "onLaunch");
         }
-        TRY(guest.told(QStringLiteral("游戏已退出，正在刷新房间...")) == 1);
-        QCOMPARE(guest.told(QStringLiteral("游戏意外退出，正在尝试重连…")), relaunches);
-        QCOMPARE(guest.told(QStringLiteral("游戏意外退出，正在尝试重连…（剩余 0 次）")), relaunches > 0 ? 1 : 0);
+        TRY(guest.told("游戏已退出，正在刷新房间...") == 1);
+        QCOMPARE(guest.told("游戏意外退出，正在尝试重连…"), relaunches);
+        QCOMPARE(guest.told("游戏意外退出，正在尝试重连…（剩余 0 次）"), byHand ? 1 : 0);
         QCOMPARE(guest.starts(), 1 + relaunches);
         TRY(host.starts() == 1);  // and the guest's own delay is over as well
-        guest.press(QStringLiteral("返回大厅"));
-        TRY(guest.told(QStringLiteral("已返回大厅。")) == 1 && guest.starts() == 1 + relaunches);
+        guest.press("返回大厅");
+        TRY(guest.told("已返回大厅。") == 1 && guest.starts() == 1 + relaunches);
     }
 
     // A match that ends before its delay is over starts no game; the next one does.
     void endDuringDelay() {
-        Lobby lobby({QStringLiteral("--launch-delay-ms"), QStringLiteral("5000")});
+        Lobby lobby(text("--launch-delay-ms 5000"));
         Player host(kHost, lobby.url());
         Player guest(kGuest, lobby.url());
         meet(host, guest);
         for (const int match : {1, 2}) {
             startMatch(host, guest);
-            TRY(host.told(QStringLiteral("已开始游戏，等待同步启动...")) == match &&
-                guest.told(QStringLiteral("已开始游戏，等待同步启动...")) == match);
+            TRY(host.told("已开始游戏，等待同步启动...") == match &&
+                guest.told("已开始游戏，等待同步启动...") == match);
             if (match == 1) {
                 lobby.endMatch();
-                TRY(host.told(QStringLiteral("已开始游戏")) > 0);
+                TRY(host.told("已开始游戏") > 0);
             }
         }
         TRY(host.starts() == 1 && guest.starts() == 1);
-        QTRY_VERIFY_WITH_TIMEOUT(host.handout().contains(QStringLiteral(" 1 1 2 10001 ")), kPatienceMs);
+        TRY(host.handout().contains(text(" 1 1 2 10001 ")));
     }
 
     void signOutDuringMatch() {
@@ -214,9 +187,9 @@ private Q_SLOTS:
         startMatch(host, guest);
         TRY(host.starts() == 1 && guest.starts() == 1 && guest.gamePid() > 0);
         const auto game = static_cast<platform::ProcessId>(guest.gamePid());
-        guest.press(QStringLiteral("返回大厅"));
-        guest.press(QStringLiteral("退出登录"));
-        TRY(guest.told(QStringLiteral("已退出登录，请重新登录。")) == 1);
+        guest.press("返回大厅");
+        guest.press("退出登录");
+        TRY(guest.told("已退出登录，请重新登录。") == 1);
         guest.signIn();
         QCOMPARE(platform::probeProcess(game).state, platform::ProcessProbe::State::running);
         host.letGamesEnd(true);
@@ -226,7 +199,7 @@ private Q_SLOTS:
         // The game that still ran makes way for the new one.
         TRY(guest.starts() == 2 && host.starts() == 2);
         QVERIFY(platform::probeProcess(game).state != platform::ProcessProbe::State::running);
-        TRY(guest.handout().contains(QStringLiteral(" 2 2 2 10002 ")));
+        TRY(guest.handout().contains(text(" 2 2 2 10002 ")));
     }
 
     void serverGone() {
@@ -237,25 +210,21 @@ private Q_SLOTS:
         meet(host, guest);
         for (const int match : {1, 2}) {
             startMatch(host, guest);
-            TRY(host.starts() == match && guest.told(QStringLiteral("[launch-done] 操作成功")) == match);
+            TRY(host.starts() == match && guest.told("[launch-done] 操作成功") == match);
             gate.shut();
             host.letGamesEnd(true);
             guest.letGamesEnd(true);
-            TRY(guest.told(QStringLiteral("刷新失败:")) == match);
-            PollCount polls(guest);
-            TRY(polls.count >= 3);
+            TRY(guest.told("刷新失败:") == match);
+            QSignalSpy polls(guest.client(), &LobbyClient::roomsUpdated);
+            TRY(polls.count() >= 3);
             lobby.endMatch();
             gate.reopen();
-            TRY(findButton(*guest.window, QStringLiteral("准备")) != nullptr);
+            TRY(guest.button("准备") != nullptr);
             // The same in a room that waits.
             gate.shut();
-            const auto dot = [&](const char* text) {
-                return findShown<QLabel>(*guest.window,
-                                         [=](auto& one) { return one.text() == QString::fromUtf8(text); });
-            };
-            TRY(dot("● 连接断开") != nullptr);
+            TRY(guest.shows("● 连接断开"));
             gate.reopen();
-            TRY(dot("● 已连接") != nullptr);
+            TRY(guest.shows("● 已连接"));
             host.letGamesEnd(false);
             guest.letGamesEnd(false);
         }
@@ -265,30 +234,16 @@ private Q_SLOTS:
         Lobby lobby;
         Player host(kHost, lobby.url());
         Player guest(kGuest, lobby.url());
-        meet(host, guest, QStringLiteral("22"));
-        auto* table = findShown<QTableWidget>(*host.window, [](const auto& one) { return one.columnCount() == 5; });
-        TRY(table->rowCount() == 22 && findButton(*host.window, QStringLiteral("退出房间"))->isEnabled());
+        meet(host, guest, "22");
+        TRY(host.slotTable()->rowCount() == 22 && host.enabled("退出房间"));
         for (int row = 2; row < 22; ++row) {
-            table->selectRow(row);
+            host.slotTable()->selectRow(row);
             QMetaObject::invokeMethod(host.window.get(), "onSetSlotComputer");
-            TRY(host.told(QStringLiteral("房间设置已更新。")) == row - 1);
+            TRY(host.told("房间设置已更新。") == row - 1);
         }
         startMatch(host, guest);
-        TRY(host.handout().startsWith(QStringLiteral("22 127.0.0.1 40001 1 1 1 10001 ")));
-        TRY(guest.handout().startsWith(QStringLiteral("22 127.0.0.1 40001 2 2 1 10002 ")));
-    }
-
-    void otherMap() {
-        Lobby lobby;
-        Player host(kHost, lobby.url());
-        Player guest(kGuest, lobby.url());
-        writeFile(guest.path(QStringLiteral("gametest/map/10078/10078.o")), "changed");
-        host.signIn();
-        guest.signIn();
-        host.createRoom(QStringLiteral("10078"));
-        guest.joinRoom();
-        TRY(guest.told(QStringLiteral("地图版本不一致，请更新为房主地图版本。")) == 1);
-        guest.createRoom(QStringLiteral("10079"));
+        TRY(host.handout().startsWith(text("22 127.0.0.1 40001 1 1 1 10001 ")));
+        TRY(guest.handout().startsWith(text("22 127.0.0.1 40001 2 2 1 10002 ")));
     }
 };
 
