@@ -12,7 +12,7 @@
 class RoomPageTest : public QObject {
     Q_OBJECT
 
-    // Whether the map's first option is on screen with this value: for a moment there is none, until it is made anew.
+    // The box of the map's first option once it shows this value; while it is made anew there is none.
     QComboBox* difficulty(const WindowFixture& fixture, const char* value) const {
         return fixture.find<QComboBox>("currentText", text(value));
     }
