@@ -6,6 +6,8 @@
 #include "support/test_registry.h"
 
 #include <QApplication>
+#include <QDirIterator>
+#include <QSet>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -49,6 +51,15 @@ private:
     bool open_ = true;
 };
 
+QSet<QString> filesOf(const Player& player) {
+    const QDir folder(player.path(""));
+    QSet<QString> files;
+    for (QDirIterator it(folder.path(), QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
+        files += folder.relativeFilePath(it.next());
+    }
+    return files;
+}
+
 }  // namespace
 
 // What `./dev demo` shows.
@@ -62,6 +73,7 @@ private Q_SLOTS:
         Lobby lobby(text("--launch-delay-ms 500"));
         Player host(kHost, lobby.url(), "GameHost=127.0.0.7\nGamePort=40007\n");
         Player guest(kGuest, lobby.url());
+        const QSet<QString> before = filesOf(host);
         meet(host, guest);
         for (const int match : {1, 2}) {
             startMatch(host, guest);
@@ -85,6 +97,10 @@ private Q_SLOTS:
                 QCOMPARE(player->starts(), match);
             }
         }
+        // The client writes what docs/packaging.md says; the report is the game's own.
+        QCOMPARE(filesOf(host) - before,
+                 QSet<QString>({text("client/Cache/map_cache/map_catalog_cache.json"), text("gametest/config.lua.lock"),
+                                text("gametest/report.json")}));
     }
 };
 
