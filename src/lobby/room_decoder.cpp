@@ -10,6 +10,12 @@ using Key = QLatin1String;
 
 constexpr int kLowestSlot = 1;
 constexpr int kHighestSlot = 22;
+// Of one list. What a server sends beyond that would only fill the memory and hang the window that shows it.
+constexpr int kMostEntries = 65'536;
+
+int entryCount(const QJsonArray& array) {
+    return std::min(array.size(), kMostEntries);
+}
 
 // The map selection classes that a person may take.
 bool isPersonSelectType(const QString& type) {
@@ -31,7 +37,8 @@ bool decodeIsPlayerSlot(const QJsonObject& object, const RoomSlot& slot) {
 QVector<RoomSlot> decodeSlots(const QJsonValue& value) {
     QVector<RoomSlot> result;
     const QJsonArray array = value.toArray();
-    for (const QJsonValue element : array) {
+    for (int i = 0; i < entryCount(array); ++i) {
+        const QJsonValue element = array.at(i);
         if (element.isObject()) {
             result.append(decodeRoomSlot(element.toObject()));
         }
@@ -42,7 +49,9 @@ QVector<RoomSlot> decodeSlots(const QJsonValue& value) {
 QVector<RoomChatMessage> decodeMessages(const QJsonValue& value) {
     QVector<RoomChatMessage> result;
     const QJsonArray array = value.toArray();
-    for (const QJsonValue element : array) {
+    // The newest stand last.
+    for (int i = array.size() - entryCount(array); i < array.size(); ++i) {
+        const QJsonValue element = array.at(i);
         if (!element.isObject()) {
             continue;
         }
@@ -57,8 +66,8 @@ QVector<RoomChatMessage> decodeMessages(const QJsonValue& value) {
 QStringList decodeNames(const QJsonValue& value) {
     QStringList result;
     const QJsonArray array = value.toArray();
-    for (const QJsonValue element : array) {
-        const QString name = jsonString(element);
+    for (int i = 0; i < entryCount(array); ++i) {
+        const QString name = jsonString(array.at(i));
         if (!name.isEmpty()) {
             result.append(name);
         }
@@ -69,7 +78,7 @@ QStringList decodeNames(const QJsonValue& value) {
 QMap<QString, QString> decodeMapOptions(const QJsonValue& value) {
     QMap<QString, QString> result;
     const QJsonObject object = value.toObject();
-    for (auto it = object.begin(); it != object.end(); ++it) {
+    for (auto it = object.begin(); it != object.end() && result.size() < kMostEntries; ++it) {
         result.insert(it.key(), jsonString(it.value()));
     }
     return result;
@@ -132,7 +141,8 @@ void decodeLaunch(const QJsonObject& object, const QString& userName, RoomInfo& 
 
 QVector<RoomInfo> decodeRooms(const QJsonArray& array, const QString& userName) {
     QVector<RoomInfo> result;
-    for (const QJsonValue element : array) {
+    for (int i = 0; i < entryCount(array); ++i) {
+        const QJsonValue element = array.at(i);
         if (!element.isObject()) {
             continue;
         }
@@ -223,7 +233,7 @@ RoomChatMessage decodeChatMessage(const QJsonObject& object) {
 QVector<MapOptionIndex> decodeMapOptionIndexes(const QJsonValue& value) {
     QVector<MapOptionIndex> result;
     const QJsonArray array = value.toArray();
-    for (int position = 0; position < array.size(); ++position) {
+    for (int position = 0; position < entryCount(array); ++position) {
         const MapOptionIndex index = decodeMapOptionIndex(array.at(position), position);
         if (index.option >= 0 && index.value >= 0) {
             result.append(index);

@@ -151,6 +151,14 @@ private Q_SLOTS:
         }
         qInstallMessageHandler(previous);
     }
+
+    void endlessLists() {
+        const QByteArray list = '[' + QByteArray(R"({"id":7,"text":8},)").repeated(65'536) + R"({"id":7,"text":9}])";
+        QCOMPARE(decodeRoomsDocument(QJsonDocument::fromJson(list), kUser).size(), 65'536);
+        const RoomInfo room = decodeRoom(object("{\"player_slots\":" + list + ",\"messages\":" + list + "}"), kUser);
+        QVERIFY(room.playerSlots.size() == 65'536 && room.messages.size() == 65'536);
+        QCOMPARE(room.messages.last().text, QStringLiteral("9"));
+    }
 };
 
 NETPLAY_TEST(DecoderTest);
