@@ -105,9 +105,9 @@ QString readProfile(const QSettings& file, const ClientSettings& settings) {
     return derived;
 }
 
-unsigned readDisplayPreset(const QSettings& file, unsigned current) {
+unsigned readDisplayPreset(const QSettings& file) {
     if (file.contains(clientKey("GameDisplayPreset"))) {
-        const qint64 preset = readNumber(file, clientKey("GameDisplayPreset"), current);
+        const qint64 preset = readNumber(file, clientKey("GameDisplayPreset"), 0);
         return preset >= 0 && preset <= 2 ? static_cast<unsigned>(preset) : 0;
     }
     return displayPresetFromLegacy(readInt(file, clientKey("GameResolutionWidth"), kLegacyWidth),
@@ -123,7 +123,7 @@ void readFile(ClientSettings& settings) {
     const int port = readInt(file, serverKey("GamePort"), settings.gamePort);
     settings.gamePort = port >= 1 && port <= 65535 ? port : kDefaultPort;
     settings.serverProfile = readProfile(file, settings);
-    settings.gameDisplayPreset = readDisplayPreset(file, settings.gameDisplayPreset);
+    settings.gameDisplayPreset = readDisplayPreset(file);
     settings.gameCompatibilityMode = readBool(file, clientKey("GameCompatibilityMode"));
     settings.gameDpiAware = readBool(file, clientKey("GameDpiAware"));
     settings.reconnectOnCrash = readBool(file, clientKey("ReconnectOnCrash"));

@@ -47,7 +47,7 @@ const std::pair<QByteArray, const char*> kFiles[] = {
     {"[Server]\nGamePort=4294967297\n[Client]\nReconnectMaxAttempts=4294967297\nGameDisplayMode= FullScreen\n",
      "http://127.0.0.1:40000 127.0.0.1:40001 local 2 000 10 test001/"},
     {"[Server]\nGamePort=x\n[Client]\nGameDisplayPreset=x\nReconnectMaxAttempts=1e1\n",
-     "http://127.0.0.1:40000 127.0.0.1:40001 local 2 000 3 test001/"},
+     "http://127.0.0.1:40000 127.0.0.1:40001 local 0 000 3 test001/"},
     {"[Server]\nGamePort=0\n[Client]\nGameResolutionWidth=1600\nGameResolutionHeight=1200\nGameDisplayMode=borderless\n"
      "ReconnectMaxAttempts=-2\n",
      "http://127.0.0.1:40000 127.0.0.1:40001 local 1 000 0 test001/"},
