@@ -90,10 +90,14 @@ QNetworkRequest LobbyClient::request(const QString& path) const {
     return request;
 }
 
-void LobbyClient::postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs) {
+QNetworkReply* LobbyClient::sendJson(const QString& path, const QJsonObject& body) {
     QNetworkRequest post = request(path);
     post.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    awaitReply(network_.post(post, QJsonDocument(body).toJson(QJsonDocument::Compact)), std::move(callback), timeoutMs);
+    return network_.post(post, QJsonDocument(body).toJson(QJsonDocument::Compact));
+}
+
+void LobbyClient::postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs) {
+    awaitReply(sendJson(path, body), std::move(callback), timeoutMs);
 }
 
 void LobbyClient::getJson(const QString& path, ReplyCallback callback, int timeoutMs) {

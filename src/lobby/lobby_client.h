@@ -59,6 +59,7 @@ Q_SIGNALS:
 
 private:
     QNetworkRequest request(const QString& path) const;
+    QNetworkReply* sendJson(const QString& path, const QJsonObject& body);
     // A timeout below 1 means defaultTimeoutMs_.
     void postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs);
     void getJson(const QString& path, ReplyCallback callback, int timeoutMs);

@@ -236,9 +236,7 @@ bool LobbyClient::leaveRoomBlocking(const QString& roomId, int timeoutMs) {
     if (authToken_.isEmpty() || roomId.isEmpty()) {
         return false;
     }
-    QNetworkRequest post = request(roomPath(roomId, QStringLiteral("leave")));
-    post.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    QNetworkReply* reply = network_.post(post, QJsonDocument(roomCredentials()).toJson(QJsonDocument::Compact));
+    QNetworkReply* reply = sendJson(roomPath(roomId, QStringLiteral("leave")), roomCredentials());
     armReplyTimeout(reply, 0);
     QEventLoop loop;
     connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
