@@ -2,13 +2,13 @@
 #include "platform/environment.h"
 #include "platform/files.h"
 #include "settings/client_settings.h"
+#include "settings/host_discovery.h"
 #include "settings/ipv4.h"
 #include "settings/paths.h"
 #include "support/test_registry.h"
 
 #include <QDir>
 #include <QFile>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -41,20 +41,18 @@ const std::pair<QByteArray, const char*> kFiles[] = {
      "GameDisplayPreset=1\nGameCompatibilityMode=true\nGameDpiAware=1\nReconnectOnCrash=True\n"
      "ReconnectMaxAttempts=7\nDefaultUsername=bob\nDefaultPassword=s3cret\n",
      "http://a:40000 b:65535 public 1 111 7 bob/s3cret"},
-    {"[Server]\nGamePort=70000\n[Client]\nServerProfile=Local\nGameDisplayPreset=7\nReconnectMaxAttempts=50\n"
+    {"[Server]\nGamePort=70000\n[Client]\nServerProfile=Local\nGameDisplayPreset=7\nReconnectMaxAttempts=4294967297\n"
      "DefaultUsername=abcdefghijklmnopqrst\n",
      "http://127.0.0.1:40000 127.0.0.1:40001 local 0 000 10 abcdefghijklmno/"},
-    {"[Server]\nGamePort=4294967297\n[Client]\nReconnectMaxAttempts=4294967297\nGameDisplayMode= FullScreen\n",
-     "http://127.0.0.1:40000 127.0.0.1:40001 local 2 000 10 test001/"},
-    {"[Server]\nGamePort=x\n[Client]\nGameDisplayPreset=x\nReconnectMaxAttempts=1e1\n",
-     "http://127.0.0.1:40000 127.0.0.1:40001 local 0 000 3 test001/"},
+    {"[Server]\nGamePort=4294967297\n[Client]\nReconnectMaxAttempts=1e1\nGameDisplayMode= FullScreen\n",
+     "http://127.0.0.1:40000 127.0.0.1:40001 local 2 000 3 test001/"},
     {"[Server]\nGamePort=0\n[Client]\nGameResolutionWidth=1600\nGameResolutionHeight=1200\nGameDisplayMode=borderless\n"
      "ReconnectMaxAttempts=-2\n",
      "http://127.0.0.1:40000 127.0.0.1:40001 local 1 000 0 test001/"},
     {"[Server]\r\nGameHost=\\x4e2d\\x6587\r\n[Client]\r\nDefaultUsername=玩家, 一\r\n"
      "DefaultPassword=a,,b\r\nGameDisplayPreset=-1\r\n",
      "http://127.0.0.1:40000 中文:40001 custom 0 000 3 玩家, 一/a, , b"},
-    {QByteArray("\xff\xfe[[[=;\\\n=@Variant(\n]").repeated(99), kFresh}};
+    {"[Client]\nGameDisplayPreset=x\n" + QByteArray("\xff\xfe[[[=;\\\n=@Variant(\n]").repeated(99), kFresh}};
 
 // Files that ask for more memory or stack than there is.
 const QByteArray kDeep("\\x10000\\x20000\\x10000\\x9\\x10000\\x10000\\x10000\\x1");
@@ -66,7 +64,7 @@ const QByteArray kHostileFiles[] = {QByteArray(1 << 20, ';'), "x=@Variant(\\0\\0
 class Tree : public QTemporaryDir {
 public:
     explicit Tree(const char* entries) {
-        for (const QString& entry : QString::fromLatin1(entries).split(QLatin1Char(' '))) {
+        for (const QString& entry : QString::fromUtf8(entries).split(QLatin1Char(' '))) {
             QDir(path()).mkpath(entry.section(QLatin1Char('/'), 0, -2));
             if (!entry.endsWith(QLatin1Char('/'))) {
                 QFile(filePath(entry)).open(QIODevice::WriteOnly);
@@ -74,7 +72,7 @@ public:
         }
     }
     std::u16string wide(const char* name) const {
-        return QDir::toNativeSeparators(filePath(QLatin1String(name))).toStdU16String();
+        return QDir::toNativeSeparators(filePath(QString::fromUtf8(name))).toStdU16String();
     }
 };
 
@@ -133,7 +131,6 @@ private Q_SLOTS:
             {"http://127.0.0.1:40000", "127.0.0.1", 40002, "custom"},
             {"http://26.1.2.3:40000/", "26.1.2.3", 40001, "radmin"},
             {"http://26.1.2.3:40000", "26.1.2.4", 40001, "custom"},
-            {"http://26.1.2.3:40000", "26.1.2.3", 40002, "custom"},
             {"http://126.1.2.3:40000", "126.1.2.3", 40001, "custom"}};
         for (const auto& [url, host, port, expected] : rows) {
             QCOMPARE(deriveServerProfile(QLatin1String(url), QLatin1String(host), port), QLatin1String(expected));
@@ -144,11 +141,9 @@ private Q_SLOTS:
         const std::pair<const char*, const char*> rows[] = {
             {"program --user alice --autologin", "alice 1"},
             {"program --username alice --user=bob=x", "bob=x 0"},
-            {"program --username=", " 0"},
-            {"program --auto-login --user", "test001 1"},
+            {"program --username= --auto-login --user", " 1"},
             {"program --user --autologin", "--autologin 0"},
             {"program --USER=alice --users=x --Autologin alice", "test001 0"},
-            {"--user=alice", "test001 0"},
             {"program --user abcdefghijklmnopqrst", "abcdefghijklmno 0"}};
         for (const auto& [arguments, expected] : rows) {
             const QStringList words = QString::fromLatin1(arguments).split(QLatin1Char(' '));
@@ -169,12 +164,10 @@ private Q_SLOTS:
     void clientRoot() {
         // Tree, where the search starts, the client's root, its settings' folder.
         const std::tuple<const char*, const char*, const char*, const char*> trees[] = {
-            {"c/config/Server.ini c/Plugin/", "c", "c", "c/config"},
             {"c/ClientLauncher/config/Server.ini c/game/core/ c/bin/", "c/bin", "c", "c/ClientLauncher/config"},
             {"c/config/Server.ini c/Plugin/", "c/1/2/3/4/5/6/7", "c", "c/config"},
             {"c/config/Server.ini c/Plugin/", "c/1/2/3/4/5/6/7/8", "c/1/2/3/4/5/6/7",
              "c/1/2/3/4/5/6/7/ClientLauncher/config"},
-            {"c/Plugin/", "c/bin/x", "c/bin", "c/bin/ClientLauncher/config"},
             {"config/Server.ini Plugin/ c/config/Server.ini c/Plugin/", "c/bin", "c", "c/config"},
             {"c/config/Server.ini/ c/Plugin c/b/", "c/b/x", "c/b", "c/b/ClientLauncher/config"}};
         for (const auto& [entries, start, root, config] : trees) {
@@ -199,28 +192,30 @@ private Q_SLOTS:
         }
     }
 
+    void hostFilePath() {
+        const Tree one("a/服务端/current_host.txt 服务端/current_host.txt"), two("服务端/");
+        QCOMPARE(currentHostFilePath(one.wide("a/b")).toStdU16String(), one.wide("a/服务端/current_host.txt"));
+        QCOMPARE(currentHostFilePath(two.wide("a/b")).toStdU16String(), two.wide("服务端/current_host.txt"));
+    }
+
     void addresses() {
         Ipv4Bytes bytes{};
         std::u16string error;
         QVERIFY(parseIpv4(u"000000000001.010.0.255", bytes, error) && error.empty());
         QCOMPARE(bytes, (Ipv4Bytes{1, 10, 0, 255}));
-        for (const char16_t* bad :
-             {u"", u"1.2.3", u"1..2.3", u"1.2.3.4.5", u"1.2.3.4.", u".1.2.3.4", u"256.1.1.1", u"4294967297.0.0.1",
-              u" 1.2.3.4", u"1.2.3.4\n", u"-1.2.3.4", u"a.b.c.d", u"１.2.3.4"}) {
+        for (const char16_t* bad : {u"", u"1.2.3", u"1..2.3", u"1.2.3.4.5", u".1.2.3.4", u"1.2.3.4.", u"256.1.1.1",
+                                    u"4294967297.0.0.1", u" 1.2.3.4", u"1.2.3.4\n", u"１.2.3.4"}) {
             QVERIFY(!parseIpv4(bad, bytes, error) && bytes == (Ipv4Bytes{1, 10, 0, 255}));
             QCOMPARE(error, u"Invalid IPv4 address: " + std::u16string(bad));
         }
         error.clear();
         QVERIFY(resolveIpv4Host(u"26.1.2.3", bytes, error) && bytes == (Ipv4Bytes{26, 1, 2, 3}));
         QVERIFY(resolveIpv4Host(u"localhost", bytes, error) && bytes == (Ipv4Bytes{127, 0, 0, 1}) && error.empty());
-        // Without a network the name service may be out of reach instead of knowing that there is no such name.
-        QVERIFY(!resolveIpv4Host(u"no-such-host.invalid", bytes, error));
-        const QRegularExpression sentence(QStringLiteral(
-            "^Unable to resolve IPv4 host: no-such-host\\.invalid \\((host not found, wsa=11001|DNS server "
-            "temporarily unavailable, wsa=11002|winsock error, wsa=11003|no IPv4 A record, wsa=11004)\\)\\. "
-            "GameHost must be an IPv4 address or a DNS name with an A record\\.$"));
-        const QString text = QString::fromStdU16String(error);
-        QVERIFY2(sentence.match(text).hasMatch(), qPrintable(text));
+        const std::u16string unknown(u"a\0b", 3);  // refused without asking the name service
+        QVERIFY(!resolveIpv4Host(unknown, bytes, error));
+        QCOMPARE(error, u"Unable to resolve IPv4 host: " + unknown +
+                            u" (host not found, wsa=11001). GameHost must be "
+                            u"an IPv4 address or a DNS name with an A record.");
     }
 };
 
