@@ -85,7 +85,7 @@ public:
     QJsonObject toJson(qint64 now) const;
 
     // The rules. Each gives an empty text when it was done, otherwise the refusal; a refused request changes nothing.
-    // Membership, hosting and a running match are the caller's to check.
+    // Membership, hosting and, but for join and launchDone, a running match are the caller's to check.
     QString join(const Player& player, const QJsonObject& request, qint64 now);
     QString leave(const Player& player);
     QString setReady(const Player& player, const QJsonObject& request);
