@@ -13,6 +13,8 @@ namespace {
 
 constexpr int kLockTries = 20;
 constexpr std::chrono::milliseconds kLockPause{100};
+constexpr int kReadTries = 5;
+constexpr std::chrono::milliseconds kReadPause{100};
 constexpr std::uint64_t kMaxConfigBytes = 1 << 22;  // 4 MiB
 
 std::optional<platform::ExclusiveFile> takeLock(const std::u16string& lockPath) {
@@ -26,13 +28,17 @@ std::optional<platform::ExclusiveFile> takeLock(const std::u16string& lockPath) 
     return std::nullopt;
 }
 
-// An unreadable file counts as empty. Only one that is too long is refused: its lines would be lost otherwise.
+// An unreadable file counts as empty, but its lines are lost then. So one that is too long is refused, and one that is
+// merely busy, as while an editor saves it, gets a moment.
 bool readConfig(const std::filesystem::path& path, std::string& text) {
-    if (platform::readWholeFile(path, text, kMaxConfigBytes)) {
-        return true;
+    for (int attempt = 0; attempt < kReadTries && !platform::readWholeFile(path, text, kMaxConfigBytes); ++attempt) {
+        const std::optional<platform::FileStatus> status = platform::fileStatus(path);
+        if (!status || status->size > static_cast<std::int64_t>(kMaxConfigBytes)) {
+            return !status;
+        }
+        std::this_thread::sleep_for(kReadPause);
     }
-    const std::optional<platform::FileStatus> status = platform::fileStatus(path);
-    return !status || status->size <= static_cast<std::int64_t>(kMaxConfigBytes);
+    return true;
 }
 
 bool rewriteConfig(const std::u16string& configPath, const ConfigValues& values) {

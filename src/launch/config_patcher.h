@@ -8,8 +8,9 @@
 
 // Renews the client's pieces in `dataRoot`'s config.lua (see config_text.h); every other line stays. The file
 // "config.lua.lock" keeps other clients out and stays on disk; it is waited for at most two seconds. The new text
-// replaces the old in one step, so readers see one or the other. A file that cannot be read counts as empty; one above
-// 4 MiB, or one that would become so, is refused. False leaves a sentence in `lastError` and the old file in place.
+// replaces the old in one step, so readers see one or the other. A file that cannot be read for half a second counts as
+// empty; one above 4 MiB, or one that would become so, is refused. False leaves a sentence in `lastError` and the old
+// file in place.
 bool patchConfigLua(const std::u16string& dataRoot, std::int32_t slot, std::int32_t mapOptionDisplay,
                     const MapOptionPairs& mapOptions, std::u16string& lastError);
 
