@@ -119,6 +119,36 @@ bool isBlank(char16_t unit) {
     return unit == u' ' || unit == u'\t';
 }
 
+// The argument that begins at `at`, which is moved behind it.
+std::u16string takeArgument(std::u16string_view commandLine, std::size_t& at) {
+    std::u16string argument;
+    bool inQuotes = false;
+    while (at < commandLine.size() && (inQuotes || !isBlank(commandLine[at]))) {
+        const std::size_t behindBackslashes = std::min(commandLine.find_first_not_of(u'\\', at), commandLine.size());
+        const std::size_t backslashes = behindBackslashes - at;
+        at = behindBackslashes;
+        if (at == commandLine.size() || commandLine[at] != u'"') {
+            argument.append(backslashes, u'\\');
+            if (backslashes == 0) {
+                argument += commandLine[at++];
+            }
+            continue;
+        }
+        ++at;
+        argument.append(backslashes / 2, u'\\');
+        if (backslashes % 2 != 0) {
+            argument += u'"';
+        } else if (inQuotes && at < commandLine.size() && commandLine[at] == u'"') {
+            argument += u'"';
+            inQuotes = false;
+            ++at;
+        } else {
+            inQuotes = !inQuotes;
+        }
+    }
+    return argument;
+}
+
 }  // namespace
 
 bool Process::waitForEnd(std::chrono::milliseconds timeout) {
@@ -200,41 +230,13 @@ std::vector<std::u16string> splitCommandLine(std::u16string_view commandLine) {
     const std::size_t nameEnd =
         std::min(commandLine.find_first_of(quotedName ? u"\"" : u" \t", nameStart), commandLine.size());
     arguments.emplace_back(commandLine.substr(nameStart, nameEnd - nameStart));
-    std::size_t i = std::min(nameEnd + nameStart, commandLine.size());
-
-    while (i < commandLine.size()) {
-        if (isBlank(commandLine[i])) {
-            ++i;
-            continue;
+    std::size_t at = std::min(nameEnd + nameStart, commandLine.size());
+    while (at < commandLine.size()) {
+        if (isBlank(commandLine[at])) {
+            ++at;
+        } else {
+            arguments.push_back(takeArgument(commandLine, at));
         }
-        std::u16string argument;
-        bool inQuotes = false;
-        while (i < commandLine.size() && (inQuotes || !isBlank(commandLine[i]))) {
-            std::size_t backslashes = 0;
-            while (i < commandLine.size() && commandLine[i] == u'\\') {
-                ++backslashes;
-                ++i;
-            }
-            if (i == commandLine.size() || commandLine[i] != u'"') {
-                argument.append(backslashes, u'\\');
-                if (backslashes == 0) {
-                    argument += commandLine[i++];
-                }
-                continue;
-            }
-            ++i;
-            argument.append(backslashes / 2, u'\\');
-            if (backslashes % 2 != 0) {
-                argument += u'"';
-            } else if (inQuotes && i < commandLine.size() && commandLine[i] == u'"') {
-                argument += u'"';
-                inQuotes = false;
-                ++i;
-            } else {
-                inQuotes = !inQuotes;
-            }
-        }
-        arguments.push_back(std::move(argument));
     }
     return arguments;
 }
