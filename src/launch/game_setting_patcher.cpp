@@ -13,9 +13,6 @@ constexpr std::size_t kResolutionLine = 0;
 constexpr std::size_t kFullScreenLine = 1;
 constexpr std::size_t kWindowLine = 20;
 
-constexpr std::array<std::string_view, 21> kDefaultLines = {"1", "0", "1", "1", "42", "0", "43", "10", "3", "0", "0",
-                                                            "0", "0", "0", "0", "0",  "0", "0",  "0",  "0", "1"};
-
 struct Resolution {
     std::int32_t width;
     std::int32_t height;
@@ -49,7 +46,7 @@ bool fail(std::u16string_view what, const std::u16string& path, std::u16string* 
 }  // namespace
 
 std::vector<std::string> defaultGameSettingLines() {
-    return {kDefaultLines.begin(), kDefaultLines.end()};
+    return {"1", "0", "1", "1", "42", "0", "43", "10", "3", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "1"};
 }
 
 std::vector<std::string> splitGameSettingLines(std::string_view bytes) {
@@ -73,8 +70,9 @@ bool patchGameSetting(const std::u16string& dataRoot, std::int32_t width, std::i
         return fail(u"failed to read GameSetting.inf: ", path, lastError);
     }
     std::vector<std::string> lines = splitGameSettingLines(bytes);
-    for (std::size_t line = lines.size(); line < kDefaultLines.size(); ++line) {
-        lines.emplace_back(kDefaultLines[line]);
+    const std::vector<std::string> defaults = defaultGameSettingLines();
+    for (std::size_t line = lines.size(); line < defaults.size(); ++line) {
+        lines.push_back(defaults[line]);
     }
     lines[kResolutionLine].assign(1, resolutionIndex(width, height));
     lines[kFullScreenLine].assign(1, displayMode == kFullScreen ? '1' : '0');
