@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 
 namespace {
 
@@ -56,13 +57,14 @@ bool resolveGivenScript(const std::u16string& dataRoot, const std::u16string& gi
     return true;
 }
 
-}  // namespace
-
+// A name for a map's folder and script, never a way out of the map folder.
 bool isMapName(std::u16string_view name) {
     return !name.empty() && std::none_of(name.begin(), name.end(), [](char16_t unit) {
         return unit < 32 || unit == u'.' || unit == u'\\' || unit == u'/' || unit == u':';
     });
 }
+
+}  // namespace
 
 bool resolveMapScript(const std::u16string& dataRoot, const GameLaunchRequest& request, std::u16string& startupMap,
                       std::u16string& scriptPath, std::u16string& lastError) {

@@ -4,10 +4,6 @@
 #include "launch/game_launch_request.h"
 
 #include <string>
-#include <string_view>
-
-// True for a name that can stand for a map: not empty, and without dots, separators, colons and control characters.
-bool isMapName(std::u16string_view name);
 
 // Settles the map's name for the game and the path of its script: from the request's script path, which must be a file
 // with the extension ".o" inside `dataRoot`'s map folder once all links are resolved, or, where it is empty, from the
