@@ -33,7 +33,7 @@ void stopGameByPath(const std::u16string& path) {
 bool createGameProcess(const std::u16string& exePath, const std::u16string& commandLine,
                        const std::u16string& workingDirectory, platform::Process& process, std::u16string& error) {
     platform::ProcessStartResult started = platform::startProcess({exePath, commandLine, workingDirectory});
-    if (started.error != 0) {
+    if (!started.process.isOpen()) {
         error = u"CreateProcess failed, error=" + decimalText(started.error);
         return false;
     }
@@ -70,7 +70,6 @@ bool GameLauncher::launch(const GameLaunchRequest& request) {
     if (!checkRequest(request, plan) || !prepareFiles(request, plan)) {
         return false;
     }
-    plan.mappingName = makeMappingName(request.sessionId, request.slot);
     if (!shareBlock(request, plan) || !startGame(request, plan)) {
         return false;
     }
@@ -137,7 +136,7 @@ bool GameLauncher::prepareFiles(const GameLaunchRequest& request, const Plan& pl
     return true;
 }
 
-bool GameLauncher::shareBlock(const GameLaunchRequest& request, const Plan& plan) {
+bool GameLauncher::shareBlock(const GameLaunchRequest& request, Plan& plan) {
     GameLaunchRequest handed = request;
     handed.mapName = plan.startupMap;
     std::vector<std::uint8_t> block;
@@ -145,6 +144,7 @@ bool GameLauncher::shareBlock(const GameLaunchRequest& request, const Plan& plan
     if (!buildLaunchBlock(handed, plan.playerName, block, error)) {
         return fail(error);
     }
+    plan.mappingName = makeMappingName(request.sessionId, request.slot);
     if (const std::uint32_t number = mapping_.create(plan.mappingName, block.size()); number != 0) {
         return failUnlogged(u"CreateFileMapping failed, error=" + decimalText(number));
     }

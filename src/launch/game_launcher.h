@@ -33,7 +33,7 @@ private:
     void endPreviousGame(const std::u16string& gamePath);
     bool checkRequest(const GameLaunchRequest& request, Plan& plan);
     bool prepareFiles(const GameLaunchRequest& request, const Plan& plan);
-    bool shareBlock(const GameLaunchRequest& request, const Plan& plan);
+    bool shareBlock(const GameLaunchRequest& request, Plan& plan);
     bool startGame(const GameLaunchRequest& request, const Plan& plan);
     void placeWindow(const GameLaunchRequest& request);
 
