@@ -7,6 +7,7 @@
 #include "platform/code_page.h"
 #include "platform/environment.h"
 #include "platform/files.h"
+#include "platform/process.h"
 #include "platform/shared_memory.h"
 
 #include <cstdlib>
@@ -31,8 +32,9 @@ bool patchOverAndOver(const std::u16string& dataRoot, int slot, int count) {
 void playGame(const std::string& mappingName) {
     const auto block = platform::readSharedMemory(platform::fromUtf8(mappingName), kLaunchBlockSize);
     const std::string layer = platform::toUtf8(platform::environmentVariable(u"__COMPAT_LAYER").value_or(u"none"));
-    platform::writeWholeFile("handed.part", block.value_or("") + layer);
-    platform::replaceFile("handed.part", "handed");
+    const std::string handed = "handed." + std::to_string(platform::currentProcessId());
+    platform::writeWholeFile(handed + ".part", block.value_or("") + layer);
+    platform::replaceFile(handed + ".part", handed);
     for (int round = 0; round < 12000 && !platform::fileStatus("stop"); ++round) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
