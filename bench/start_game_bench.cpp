@@ -3,12 +3,12 @@
 #include "app/main_window.h"
 #include "lobby/lobby_client.h"
 #include "mapgen/map_writer.h"
+#include "offscreen_application.h"
 #include "platform/files.h"
 #include "platform/process.h"
 
 #include <benchmark/benchmark.h>
 
-#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QTcpServer>
@@ -21,15 +21,6 @@
 
 namespace {
 
-QApplication& application() {
-    static int count = 1;
-    static char name[] = "start_game_bench";
-    static char* arguments[] = {name, nullptr};
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static QApplication application(count, arguments);
-    return application;
-}
-
 // A client's folders with a game that reports its start through a FIFO.
 class Folders {
 public:
@@ -38,7 +29,7 @@ public:
         std::string error;
         if (!QDir().mkpath(core) || !mapgen::writeMaps(root() / "map", {1, 7, 20'000, 10078, false}, error) ||
             !platform::writeWholeFile(root() / "config.lua", std::string(20'000, '\n')) ||
-            !QFile::copy(application().applicationDirPath() + QStringLiteral("/first_instruction"),
+            !QFile::copy(offscreenApplication().applicationDirPath() + QStringLiteral("/first_instruction"),
                          core + QStringLiteral("/game.exe")) ||
             mkfifo(fifoPath().constData(), 0600) != 0) {
             qFatal("cannot set up %s", qPrintable(folder.path()));

@@ -3,23 +3,14 @@
 #include "app/main_window.h"
 #include "lobby/lobby_client.h"
 #include "lobby/room_decoder.h"
+#include "offscreen_application.h"
 #include "room_list.h"
 
 #include <benchmark/benchmark.h>
 
-#include <QApplication>
 #include <QProcess>
 
 namespace {
-
-QApplication& application() {
-    static int count = 1;
-    static char name[] = "window_bench";
-    static char* arguments[] = {name, nullptr};
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static QApplication application(count, arguments);
-    return application;
-}
 
 void parseRoomList(benchmark::State& state) {
     const QByteArray reply = roomListReply();
@@ -29,7 +20,7 @@ void parseRoomList(benchmark::State& state) {
 }
 
 void pollLobbyPage(benchmark::State& state) {
-    application();
+    offscreenApplication();
     MainWindow window(ClientPaths(), {QStringLiteral("window_bench")});
     window.show();
     auto* client = window.findChild<LobbyClient*>();
@@ -44,7 +35,7 @@ void pollLobbyPage(benchmark::State& state) {
 
 // A cold process each time, until its window has been painted.
 void start(benchmark::State& state, const char* kind) {
-    const QString probe = application().applicationDirPath() + QStringLiteral("/startup_probe");
+    const QString probe = offscreenApplication().applicationDirPath() + QStringLiteral("/startup_probe");
     for (auto _ : state) {
         if (QProcess::execute(probe, {QString::fromUtf8(kind)}) != 0) {
             state.SkipWithError("startup_probe failed");
