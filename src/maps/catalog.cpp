@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <limits>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -94,10 +93,14 @@ ScannedFolder scanFolder(const std::filesystem::path& folder, const std::string&
     return scanned;
 }
 
-std::vector<std::string> folderNames(const std::filesystem::path& mapRoot) {
-    std::vector<std::string> names;
+// The root's folders, sorted; empty when it cannot be listed.
+std::optional<std::vector<std::string>> folderNames(const std::filesystem::path& mapRoot) {
     const auto entries = platform::listFolder(mapRoot);
-    for (const platform::FolderEntry& entry : entries ? *entries : std::vector<platform::FolderEntry>()) {
+    if (!entries) {
+        return std::nullopt;
+    }
+    std::vector<std::string> names;
+    for (const platform::FolderEntry& entry : *entries) {
         if (entry.isDirectory) {
             names.push_back(platform::pathToUtf8(entry.name));
         }
@@ -180,14 +183,15 @@ bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, 
 }
 
 std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const std::filesystem::path& cacheDir) {
-    if (!platform::fileStatus(mapRoot)) {
+    const auto names = mapRoot.empty() ? std::nullopt : folderNames(mapRoot);
+    if (!names) {
         return {};
     }
     const MapCatalogCache cache = readCatalogCache(cacheDir);
-    const std::vector<std::string> names = folderNames(mapRoot);
-    std::vector<ScannedFolder> folders(names.size());
-    forEachOnAllCores(names.size(), [&](std::size_t i) {
-        folders[i] = scanFolder(mapRoot / platform::pathFromUtf8(names[i]), names[i], cacheDir, cache);
+    std::vector<ScannedFolder> folders(names->size());
+    forEachOnAllCores(names->size(), [&](std::size_t i) {
+        const std::string& name = (*names)[i];
+        folders[i] = scanFolder(mapRoot / platform::pathFromUtf8(name), name, cacheDir, cache);
     });
     std::vector<MapInfo> maps;
     MapCatalogCache updated;

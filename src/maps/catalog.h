@@ -19,7 +19,8 @@ bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, 
                   bool computeFingerprint);
 
 // All maps of the root, sorted by lower-cased name, checked against the disk on all cores. Rewrites the cache at the
-// end. A missing root gives an empty list and leaves the cache. For any thread but the window's.
+// end. A root that is missing or cannot be listed gives an empty list and leaves the cache. For any thread but the
+// window's.
 std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const std::filesystem::path& cacheDir);
 
 // The maps that the cache alone can vouch for, in the same order. Quick enough for the window's thread.

@@ -6,7 +6,6 @@
 #include "platform/files.h"
 
 #include <algorithm>
-#include <limits>
 #include <map>
 #include <optional>
 
