@@ -17,6 +17,19 @@ namespace NetPlay {
 
 namespace {
 
+// The part of a map's line that the disk tells.
+MapCacheEntry lineOfFiles(const std::string& name, const LocatedFile& mapFile, const LocatedFile& oFile) {
+    MapCacheEntry line;
+    line.name = name;
+    line.mapFilePathText = platform::pathToUtf8(mapFile.path);
+    line.mapFileSize = static_cast<std::uint64_t>(mapFile.status.size);
+    line.mapFileStamp = writeStamp(mapFile.status.writeTicks);
+    line.oFilePathText = platform::pathToUtf8(oFile.path);
+    line.oFileSize = static_cast<std::uint64_t>(oFile.status.size);
+    line.oFileStamp = writeStamp(oFile.status.writeTicks);
+    return line;
+}
+
 // The line of the map in the cache, if both files are as it says.
 const MapCacheEntry* findReusable(const MapCatalogCache& cache, const MapCacheEntry& current) {
     const auto found = cache.find(cacheKey(current.name, current.mapFilePathText));
@@ -41,21 +54,21 @@ void reuse(const MapCacheEntry& entry, MapInfo& map) {
     }
 }
 
-// The line that stands for the map: `files` has what the disk says of its files.
-void addLine(MapCacheEntry files, const MapInfo& map, MapCatalogCache& updated) {
-    files.mapFileHash = map.mapFileHash;
-    files.oFileHash = map.oFileHash;
-    files.fingerprint = map.fingerprint;
-    files.displayName = map.displayName;
-    files.maxPlayers = map.maxPlayers;
-    files.slotCount = map.slotCount;
-    files.slots = map.slots;
-    files.sides = map.sides;
-    files.optionIds = map.optionIds;
-    files.optionValues = map.optionValues;
-    files.optionLabels = map.optionLabels;
-    std::string key = cacheKey(files.name, files.mapFilePathText);
-    updated[std::move(key)] = std::move(files);
+// Adds what reading the files gave, and puts the line into the table.
+void addLine(MapCacheEntry line, const MapInfo& map, MapCatalogCache& updated) {
+    line.mapFileHash = map.mapFileHash;
+    line.oFileHash = map.oFileHash;
+    line.fingerprint = map.fingerprint;
+    line.displayName = map.displayName;
+    line.maxPlayers = map.maxPlayers;
+    line.slotCount = map.slotCount;
+    line.slots = map.slots;
+    line.sides = map.sides;
+    line.optionIds = map.optionIds;
+    line.optionValues = map.optionValues;
+    line.optionLabels = map.optionLabels;
+    std::string key = cacheKey(line.name, line.mapFilePathText);
+    updated[std::move(key)] = std::move(line);
 }
 
 bool parseLogged(MapInfo& map) {
@@ -154,16 +167,8 @@ bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, 
     map.lastModified =
         lastModifiedTicks(std::max({folderStatus->writeTicks, mapFile.status.writeTicks, oFile.status.writeTicks}));
 
-    MapCacheEntry files;
-    files.name = name;
-    files.mapFilePathText = platform::pathToUtf8(mapFile.path);
-    files.mapFileSize = static_cast<std::uint64_t>(map.mapFileSize);
-    files.mapFileStamp = writeStamp(mapFile.status.writeTicks);
-    files.oFilePathText = platform::pathToUtf8(oFile.path);
-    files.oFileSize = static_cast<std::uint64_t>(map.oFileSize);
-    files.oFileStamp = writeStamp(oFile.status.writeTicks);
-
-    const MapCacheEntry* reusable = cache != nullptr && complete ? findReusable(*cache, files) : nullptr;
+    MapCacheEntry line = lineOfFiles(name, mapFile, oFile);
+    const MapCacheEntry* reusable = cache != nullptr && complete ? findReusable(*cache, line) : nullptr;
     if (reusable != nullptr) {
         reuse(*reusable, map);
     }
@@ -177,7 +182,7 @@ bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, 
         map.displayName = deriveDisplayName(name, folder);
     }
     if (updated != nullptr && complete && parsed) {
-        addLine(std::move(files), map, *updated);
+        addLine(std::move(line), map, *updated);
     }
     return true;
 }
