@@ -329,7 +329,7 @@ std::string scanMapTitleAfterOptions(const MapText& text, const std::vector<std:
     const std::string chain = joinedChain(ids, values);
     const RepeatedSearch search(chain);
     for (std::size_t place = text.find(marker, start); place != MapText::npos;) {
-        const std::size_t control = text.findControl(place);
+        const std::size_t control = text.firstControlByte(place);
         const bool endsAtControl = control != MapText::npos;
         const std::size_t end = endsAtControl ? control : text.size();
         scanRun({text.decoded(place, end), endsAtControl}, marker, chain, search, result);
@@ -347,14 +347,14 @@ void readTitleAndOptions(const MapText& text, MapInfo& map) {
     if (header == MapText::npos) {
         return;
     }
-    const std::size_t headerEnd = text.findControl(header);
+    const std::size_t headerEnd = text.firstControlByte(header);
     const MapOptionHeader options = parseOptionHeader(decodedSpan(text, header, headerEnd, kHeaderBytes));
     const std::size_t lists = text.find("@", headerEnd == MapText::npos ? header : headerEnd);
     if (lists == MapText::npos) {
         return;
     }
     OptionValues values =
-        parseOptionValues(decodedSpan(text, lists, text.findControl(lists), kValueListBytes), options.ids);
+        parseOptionValues(decodedSpan(text, lists, text.firstControlByte(lists), kValueListBytes), options.ids);
     for (const std::string& id : options.ids) {
         if (values.count(id) != 0) {
             map.optionLabels[id] = options.labels.at(id);

@@ -182,7 +182,7 @@ std::size_t MapText::find(std::string_view landmark, std::size_t from) const {
     return place;
 }
 
-std::size_t MapText::findControl(std::size_t from) const {
+std::size_t MapText::firstControlByte(std::size_t from) const {
     for (std::size_t place = from; place < bytes_.size(); ++place) {
         if (byteAt(bytes_, place) < 0x20 && isBetweenCharacters(place)) {
             return place;

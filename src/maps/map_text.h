@@ -56,7 +56,7 @@ public:
     // The first place at or after `from` where `landmark` (ASCII, not empty) stands, or npos.
     std::size_t find(std::string_view landmark, std::size_t from) const;
     // The first place at or after `from` of a byte below 0x20, or npos.
-    std::size_t findControl(std::size_t from) const;
+    std::size_t firstControlByte(std::size_t from) const;
 
     // The characters from `begin` to before `end`, two places between characters.
     std::string decoded(std::size_t begin, std::size_t end) const;
