@@ -169,11 +169,7 @@ MapScriptData parseMapScript(const MapText& text) {
     return data;
 }
 
-void parseMapFile(const std::filesystem::path& path, MapInfo& map) {
-    if (path.empty() || !platform::fileStatus(path)) {
-        return;
-    }
-    const std::string bytes = readMapBytes(path);
+void parseMapBytes(std::string_view bytes, MapInfo& map) {
     const MapText text(bytes);
     MapScriptData data = parseMapScript(text);
     map.slotCount = data.slotCount;
@@ -181,6 +177,12 @@ void parseMapFile(const std::filesystem::path& path, MapInfo& map) {
     map.sides = std::move(data.sides);
     map.maxPlayers = data.playerSlotCount;
     readTitleAndOptions(text, map);
+}
+
+void parseMapFile(const std::filesystem::path& path, MapInfo& map) {
+    if (!path.empty() && platform::fileStatus(path)) {
+        parseMapBytes(readMapBytes(path), map);
+    }
 }
 
 }  // namespace NetPlay

@@ -26,9 +26,12 @@ struct MapScriptData {
 // MapFormatError on a number that does not fit 32 bits and on more than kMaxSlots slots.
 MapScriptData parseMapScript(const MapText& text);
 
-// Fills the record's slots, sides, title and options from the file; does nothing when `path` is empty or does not
-// exist. A file that cannot be opened reads as empty. Throws MapFormatError as parseMapScript does, and for a file
-// above kMaxMapFileBytes; the record then keeps what was filled before.
+// Fills the record's slots, sides, title and options from the bytes of a .map file. Throws MapFormatError as
+// parseMapScript does; the record then keeps what was filled before.
+void parseMapBytes(std::string_view bytes, MapInfo& map);
+
+// The same from the file; does nothing when `path` is empty or does not exist. A file that cannot be opened reads as
+// empty. Throws MapFormatError for a file above kMaxMapFileBytes, too.
 void parseMapFile(const std::filesystem::path& path, MapInfo& map);
 
 }  // namespace NetPlay

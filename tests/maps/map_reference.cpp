@@ -45,15 +45,9 @@ std::string span(const std::string& text, std::size_t begin, std::size_t end, st
 
 void parseScript(const std::string& text, MapInfo& map) {
     std::smatch first;
-    int playerNum = 0;
-    if (std::regex_search(text, first, kPlayerNum)) {
-        playerNum = std::stoi(first[1]);
-    }
-    const auto clean = [](const std::string& value) {
-        return cleanMapText(value);
-    };
-    auto sideName = lastValues(text, kSideName, clean);
-    auto barName = lastValues(text, kBarName, clean);
+    const int playerNum = std::regex_search(text, first, kPlayerNum) ? std::stoi(first[1]) : 0;
+    auto sideName = lastValues(text, kSideName, cleanMapText);
+    auto barName = lastValues(text, kBarName, cleanMapText);
     auto barSelect = lastValues(text, kBarSelect, [](const std::string& value) { return value; });
     auto barPlayerId = lastValues(text, kBarPlayer, [](const std::string& value) { return std::stoi(value); });
     std::vector<std::pair<int, int>> sideSizes;
@@ -74,15 +68,9 @@ void parseScript(const std::string& text, MapInfo& map) {
     }
     map.maxPlayers = 0;
     for (int i = 1; i <= map.slotCount; ++i) {
-        MapSlot slot{i,
-                     barPlayerId.count(i) ? barPlayerId[i] : i,
-                     defaultSideName(i, map.slotCount),
-                     false,
-                     barSelect.count(i) ? barSelect[i]
-                     : known            ? "0"
-                                        : "5",
-                     false,
-                     barName.count(i) ? barName[i] : ""};
+        const int playerId = barPlayerId.try_emplace(i, i).first->second;
+        const std::string type = barSelect.try_emplace(i, known ? "0" : "5").first->second;
+        MapSlot slot{i, playerId, defaultSideName(i, map.slotCount), false, type, isPlayerSelectType(type), barName[i]};
         long long total = 0;
         for (const auto& [side, size] : sideSizes) {
             if (i > total && i <= total + size) {
@@ -91,7 +79,6 @@ void parseScript(const std::string& text, MapInfo& map) {
             }
             total += size;
         }
-        slot.isPlayerSlot = isPlayerSelectType(slot.selectType);
         map.maxPlayers += slot.isPlayerSlot ? 1 : 0;
         map.slots.push_back(slot);
     }
@@ -112,10 +99,8 @@ std::string titleBehindOptions(const std::string& text, const MapOptionHeader& h
     const auto mark = [&](const std::string& id) {
         return "@" + std::to_string(values.at(id).size()) + "#";
     };
-    const bool complete =
-        std::all_of(header.ids.begin(), header.ids.end(), [&](const auto& id) { return values.count(id) != 0; });
     std::string lists;
-    for (std::size_t i = 0; complete && i < header.ids.size(); ++i) {
+    for (std::size_t i = 0; i < header.ids.size() && values.count(header.ids[i]) != 0; ++i) {
         lists += mark(header.ids[i]);
         for (const std::string& value : values.at(header.ids[i])) {
             lists += value + "#";
@@ -129,7 +114,7 @@ std::string titleBehindOptions(const std::string& text, const MapOptionHeader& h
                 result = std::string(candidate);
             }
         };
-        if (complete && text.compare(pos, lists.size(), lists) == 0) {
+        if (values.size() == header.ids.size() && text.compare(pos, lists.size(), lists) == 0) {
             const std::size_t p = pos + lists.size();
             const std::string clean = cleanMapText(span(text, p, findControl(text, p), 80));
             offer(trimChars(clean, "#@"));
@@ -196,13 +181,7 @@ std::string describeMap(const MapInfo& map) {
 
 bool parseMap(std::string_view bytes, MapInfo& map) {
     try {
-        const MapText text(bytes);
-        MapScriptData data = parseMapScript(text);
-        map.slotCount = data.slotCount;
-        map.slots = std::move(data.slots);
-        map.sides = std::move(data.sides);
-        map.maxPlayers = data.playerSlotCount;
-        readTitleAndOptions(text, map);
+        parseMapBytes(bytes, map);
         return true;
     } catch (const MapFormatError&) {
         return false;
