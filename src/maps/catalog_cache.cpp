@@ -18,6 +18,12 @@ constexpr std::string_view kFirstLine = "# map catalog cache v3";
 constexpr const char* kFileName = "map_catalog_cache.json";
 // A cache of ten thousand maps has a tenth of this.
 constexpr std::uint64_t kMaxCacheBytes = 128U << 20U;
+// A map of 22 slots has about 200 of these. Each takes memory and time, however little stands between two.
+constexpr std::ptrdiff_t kMaxSeparators = 8'000'000;
+
+bool isSeparator(char c) {
+    return c == ',' || c == ';' || c == '\t' || c == '\n';
+}
 
 // Fields 0 to 9.
 bool decodeFileFields(const std::vector<std::string_view>& fields, MapCacheEntry& entry) {
@@ -120,7 +126,7 @@ MapCatalogCache parseCatalogCache(std::string_view bytes) {
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         return line;
     };
-    if (nextLine() != kFirstLine) {
+    if (nextLine() != kFirstLine || std::count_if(rest.begin(), rest.end(), isSeparator) > kMaxSeparators) {
         return table;
     }
     int skipped = 0;

@@ -37,8 +37,9 @@ struct MapCacheEntry {
 using MapCatalogCache = std::unordered_map<std::string, MapCacheEntry>;
 std::string cacheKey(const std::string& name, const std::string& mapFilePathText);
 
-// The table in the bytes of a cache file, and the bytes of a table. Bytes of another kind give an empty table. Lines
-// that cannot be read are skipped and counted in one warning; a later line of the same key wins.
+// The table in the bytes of a cache file, and the bytes of a table. Bytes of another kind, or with far more lines or
+// items than maps have, give an empty table. Lines that cannot be read are skipped and counted in one warning; a later
+// line of the same key wins.
 MapCatalogCache parseCatalogCache(std::string_view bytes);
 std::string catalogCacheText(const MapCatalogCache& table);
 

@@ -170,6 +170,7 @@ private Q_SLOTS:
         const MapRoot maps;
         maps.addMap("one");
         maps.scanned();
+        QVERIFY(parseCatalogCache(maps.cacheText() + std::string(8'000'000, '\n')).empty());
         const QList<QByteArray> whole = QByteArray::fromStdString(maps.cacheText()).split('\n')[1].split('\t');
         for (const auto& [field, value, usable] : kFields) {
             QList<QByteArray> fields = whole;
@@ -220,12 +221,10 @@ private Q_SLOTS:
         maps.addMap("one");
         maps.scanned();
         maps.addMap("two", "side1_name=\"" + std::string(100'000, 'x') + "\"");
-        std::string names = maps.scanned();
-        names += maps.cached();
+        const bool unharmed = maps.scanned() == "one two " && maps.cached() == "one ";
         const auto files = std::distance(fs::directory_iterator(maps.cache), fs::directory_iterator());
         QProcess::execute(QStringLiteral("umount"), folder);
-        QCOMPARE(names, std::string("one two one "));
-        QCOMPARE(files, std::ptrdiff_t(1));
+        QVERIFY(unharmed && files == 1);
     }
 
     void locatingFiles() {
