@@ -2,6 +2,7 @@
 
 #include "room/create_room_rules.h"
 #include "room/launch_plan.h"
+#include "room/room_texts.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -64,14 +65,15 @@ QFormLayout* makeForm() {
     return form;
 }
 
-// A key may be longer than the panel is wide: then it is cut, and the tooltip has it whole.
+// A key may be longer than the panel is wide: then it is cut, and the tooltip has more of it.
 QLabel* makeOptionCaption(const QString& key, QWidget* parent) {
     auto* caption = new QLabel(parent);
     caption->setTextFormat(Qt::PlainText);
     caption->ensurePolished();  // the style sheet's font, by which the width is measured
-    caption->setText(caption->fontMetrics().elidedText(key, Qt::ElideRight, kOptionKeyWidth));
+    const QString shown = shownText(key);
+    caption->setText(caption->fontMetrics().elidedText(shown, Qt::ElideRight, kOptionKeyWidth));
     if (caption->text() != key) {
-        caption->setToolTip(Qt::convertFromPlainText(key));
+        caption->setToolTip(Qt::convertFromPlainText(shown));
     }
     return caption;
 }

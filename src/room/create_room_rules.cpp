@@ -49,23 +49,18 @@ QString createRoomMapCaption(const NetPlay::MapInfo& map) {
 std::vector<CreateRoomOption> createRoomOptions(const NetPlay::MapInfo& map) {
     std::vector<CreateRoomOption> options;
     for (const QString& key : mapOptionKeys(map)) {
-        const auto values = map.optionValues.find(key.toStdString());
-        const auto label = map.optionLabels.find(key.toStdString());
-        CreateRoomOption option{key, {}, 0};
-        if (values != map.optionValues.end()) {
-            for (const std::string& value : values->second) {
-                option.choices += QString::fromStdString(value);
-            }
-        }
-        if (label != map.optionLabels.end()) {
-            const QString initial = QString::fromStdString(label->second);
+        CreateRoomOption option{key, listedChoices(map, key), 0};
+        if (const std::optional<QString> initial = initialChoice(map, key)) {
             if (option.choices.isEmpty()) {
-                option.choices += initial;
+                option.choices += *initial;
             }
-            option.selected = std::max(0, static_cast<int>(option.choices.indexOf(initial)));
+            option.selected = std::max(0, static_cast<int>(option.choices.indexOf(*initial)));
         }
         if (!option.choices.isEmpty()) {
             options.push_back(option);
+        }
+        if (options.size() == kMaxMapOptionRows) {
+            break;
         }
     }
     return options;

@@ -1,26 +1,27 @@
 #include "room/map_option_rows.h"
 
-namespace {
-
-QStringList listedChoices(const NetPlay::MapInfo& map, const std::string& id) {
+QStringList listedChoices(const NetPlay::MapInfo& map, const QString& key) {
     QStringList choices;
-    const auto values = map.optionValues.find(id);
+    const auto values = map.optionValues.find(key.toStdString());
     if (values != map.optionValues.end()) {
         for (const std::string& value : values->second) {
-            choices += QString::fromStdString(value);
+            const QString choice = QString::fromStdString(value);
+            if (choice.size() <= kMaxChoiceLength) {
+                choices += choice;
+            }
         }
     }
-    choices.removeAll(QString());
-    choices.removeDuplicates();
     return choices;
 }
 
-QString initialChoice(const NetPlay::MapInfo& map, const std::string& id) {
-    const auto label = map.optionLabels.find(id);
-    return label == map.optionLabels.end() ? QString() : QString::fromStdString(label->second);
+std::optional<QString> initialChoice(const NetPlay::MapInfo& map, const QString& key) {
+    const auto label = map.optionLabels.find(key.toStdString());
+    if (label == map.optionLabels.end()) {
+        return std::nullopt;
+    }
+    const QString choice = QString::fromStdString(label->second);
+    return choice.size() <= kMaxChoiceLength ? std::optional(choice) : std::nullopt;
 }
-
-}  // namespace
 
 QStringList mapOptionKeys(const NetPlay::MapInfo& map) {
     QStringList keys;
@@ -44,11 +45,15 @@ QVector<MapOptionRow> mapOptionRows(const RoomInfo& room, const NetPlay::MapInfo
     QVector<MapOptionRow> rows;
     for (const QString& key : keys) {
         MapOptionRow row{key, {}, room.mapOptions.value(key)};
+        if (row.current.size() > kMaxChoiceLength) {
+            row.current.clear();
+        }
         if (map != nullptr) {
-            const std::string id = key.toStdString();
-            row.choices = listedChoices(*map, id);
+            row.choices = listedChoices(*map, key);
+            row.choices.removeAll(QString());
+            row.choices.removeDuplicates();
             if (row.current.isEmpty()) {
-                row.current = initialChoice(*map, id);
+                row.current = initialChoice(*map, key).value_or(QString());
             }
         }
         if (!row.current.isEmpty() && !row.choices.contains(row.current)) {

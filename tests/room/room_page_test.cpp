@@ -83,11 +83,13 @@ private Q_SLOTS:
 
     void options() {
         NetPlay::MapInfo map;
+        const QString endless = text("x").repeated(kMaxChoiceLength + 1);
         map.optionIds = {"b", "a"};
         map.optionLabels = {{"a", "x"}, {"c", "2"}, {"d", "3"}};
-        map.optionValues = {{"a", {"x", "y"}}, {"b", {"1", "2"}}, {"c", {"1", "", "1", "2"}}, {"e", {""}}};
+        map.optionValues = {
+            {"a", {"x", "y"}}, {"b", {"1", endless.toStdString(), "2"}}, {"c", {"1", "", "1", "2"}}, {"e", {""}}};
         RoomInfo room;
-        room.mapOptions = {{text("z"), text("9")}, {text("a"), text("Y")}, {text("c"), {}}, {text("f"), {}}};
+        room.mapOptions = {{text("z"), text("9")}, {text("a"), text("Y")}, {text("c"), {}}, {text("f"), endless}};
         const auto shown = [&room](const NetPlay::MapInfo* known) {
             QStringList rows;
             for (const MapOptionRow& row : mapOptionRows(room, known)) {
