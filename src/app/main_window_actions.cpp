@@ -247,6 +247,7 @@ void MainWindow::layPendingMapOptions() {
 void MainWindow::enterRoom(const RoomInfo& room, const QString& text) {
     if (room.id != currentRoom.id) {
         forgetExitedGame(launchMemory);
+        pendingMapOptions.clear();
     }
     currentRoom = room;
     inRoom = !room.id.isEmpty();

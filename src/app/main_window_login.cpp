@@ -166,7 +166,6 @@ void MainWindow::onLoginResult(bool ok, const QString& message) {
     // What the last session still waited for when it was lost.
     leaveRequested = false;
     detailInFlight = false;
-    pendingMapOptions.clear();
     enterLobby(QStringLiteral("登录成功，正在刷新房间..."));
     if (!gameRunning && !roomPollTimer->isActive()) {
         roomPollTimer->start();

@@ -1,4 +1,5 @@
 // The room page: actions, quiet polls, and the ways out of a room.
+#include "lobby/room_decoder.h"
 #include "support/test_registry.h"
 #include "window_fixture.h"
 
@@ -97,7 +98,16 @@ private Q_SLOTS:
         const QJsonObject sent = fixture.server.sent("map-options")[0].value(text("map_options")).toObject();
         QCOMPARE(sent.value(text("难度")).toString(), text("困难"));
         QVERIFY(fixture.edit("输入聊天内容")->isEnabled());
-        fixture.server.rooms = {fixture.room("you me")};
+
+        // Another room knows nothing of it.
+        fixture.press("退出房间");
+        TRY(fixture.roomTable()->isVisible());
+        const QJsonObject other = fixture.room("me you", R"("id":"8")");
+        Q_EMIT fixture.client()->roomCreated(true, decodeRoom(other, text("me")), {}, QString());
+        fixture.poll({other});
+        TRY(difficulty(fixture, "普通") != nullptr);
+        QTest::keyClick(difficulty(fixture, "普通"), Qt::Key_Down);
+        fixture.server.rooms = {fixture.room("you me", R"("id":"8")")};
         Q_EMIT fixture.client()->roomActionResult(text("map-options"), true, {}, {}, QString());
         TRY(difficulty(fixture, "普通") != nullptr && !difficulty(fixture, "普通")->isEnabled());
     }
