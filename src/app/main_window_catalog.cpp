@@ -127,13 +127,13 @@ void MainWindow::createWithFingerprintGate(CreateRoomRequest request) {
         runFingerprintTask({kFingerprintForCreate, false, QString(), *map, std::move(request), RoomInfo(), userName()});
         return;
     }
-    setLobbyBusy(true);
     createRoomWith(*map, std::move(request));
 }
 
 void MainWindow::createRoomWith(const NetPlay::MapInfo& map, CreateRoomRequest request) {
     request.mapFingerprint = QString::fromStdString(map.fingerprint);
     request.mapFingerprintAlgo = QString::fromStdString(map.fingerprintAlgo);
+    setLobbyBusy(true);
     showStatus(lobbyStatusLabel, QStringLiteral("创建游戏中..."));
     client->createRoom(request);
 }
