@@ -232,7 +232,7 @@ void MainWindow::joinRoomConfirmed(const RoomInfo& room) {
     QJsonObject extra;
     if (room.isPrivate || room.hasPassword) {
         const std::optional<QString> password = askRoomPassword(this, room.name.isEmpty() ? room.id : room.name);
-        if (!password) {
+        if (!password || !isSignedIn()) {
             setLobbyBusy(false);
             return;
         }
@@ -250,7 +250,8 @@ void MainWindow::onCreateRoom() {
         return;
     }
     CreateRoomDialog dialog(userName(), mapCatalog, this);
-    if (dialog.exec() == QDialog::Accepted) {
+    // The session may have died under the dialog, and what the player reads of that stays.
+    if (dialog.exec() == QDialog::Accepted && isSignedIn()) {
         showStatus(lobbyStatusLabel, QStringLiteral("创建游戏中..."));
         createWithFingerprintGate(dialog.request());
     }
