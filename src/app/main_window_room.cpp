@@ -144,7 +144,6 @@ void MainWindow::buildRoomPage() {
     roomPage->setStyleSheet(
         QStringLiteral("#RoomTopbar { background: #20252d; border-bottom: 1px solid #2c333d; }"
                        "#RoomPanel { background: #20252d; border: 1px solid #2c333d; border-radius: 6px; }"
-                       "#RoomPanel QScrollArea, #RoomPanel QScrollArea > QWidget > QWidget { background: transparent; }"
                        "#RoomChat { background: #20252d; border: 1px solid #2c333d; border-radius: 6px;"
                        " padding: 8px 10px; color: #8a93a2; }"
                        "#RoomSettings { color: #c2cad6; line-height: 150%; }"));
