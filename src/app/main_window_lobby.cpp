@@ -231,7 +231,7 @@ void MainWindow::onJoin() {
 void MainWindow::joinRoomConfirmed(const RoomInfo& room) {
     QJsonObject extra;
     if (room.isPrivate || room.hasPassword) {
-        const std::optional<QString> password = askRoomPassword(this, room.name.isEmpty() ? room.id : room.name);
+        const std::optional<QString> password = askRoomPassword(this, roomName(room));
         if (!password || !isSignedIn()) {
             setLobbyBusy(false);
             return;

@@ -41,7 +41,7 @@ QListWidget::item { min-height: 28px; padding: 5px 8px; border-radius: 3px; }
 QListWidget::item:selected { background: #2d8cf0; color: #ffffff; })");
 }
 
-QLabel* makeLabel(const QString& text, const QString& objectName) {
+QLabel* makeLabel(const QString& objectName, const QString& text) {
     auto* label = new QLabel(text);
     label->setObjectName(objectName);
     label->setTextFormat(Qt::PlainText);
@@ -109,7 +109,7 @@ void CreateRoomDialog::buildLayout() {
     topbar->setFixedHeight(56);
     auto* topbarLayout = new QHBoxLayout(topbar);
     topbarLayout->setContentsMargins(18, 0, 18, 0);
-    topbarLayout->addWidget(makeLabel(QStringLiteral("◆ 创建新的游戏"), QStringLiteral("Title")));
+    topbarLayout->addWidget(makeLabel(QStringLiteral("Title"), QStringLiteral("◆ 创建新的游戏")));
     topbarLayout->addStretch();
 
     auto* body = new QHBoxLayout;
@@ -119,7 +119,7 @@ void CreateRoomDialog::buildLayout() {
     body->addWidget(buildSettingsPanel());
 
     QLabel* hint =
-        makeLabel(QStringLiteral("[系统] 选择左侧地图，设置完成后点击「创建游戏」。"), QStringLiteral("CreateHint"));
+        makeLabel(QStringLiteral("CreateHint"), QStringLiteral("[系统] 选择左侧地图，设置完成后点击「创建游戏」。"));
     hint->setWordWrap(true);
 
     auto* layout = new QVBoxLayout(this);
@@ -158,7 +158,7 @@ QWidget* CreateRoomDialog::buildSettingsPanel() {
     layout->setSpacing(8);
 
     buildRoomRows();
-    messageLabel = makeLabel(QString(), QStringLiteral("StatusDot"));
+    messageLabel = makeLabel(QStringLiteral("StatusDot"), QString());
     messageLabel->setWordWrap(true);
     createButton = new QPushButton(QStringLiteral("创建游戏"));
     createButton->setObjectName(QStringLiteral("primary"));
@@ -170,9 +170,9 @@ QWidget* CreateRoomDialog::buildSettingsPanel() {
     createButton->setAutoDefault(false);
     exitButton->setAutoDefault(false);
 
-    layout->addWidget(makeLabel(QStringLiteral("当前设置"), QStringLiteral("SectionLabel")));
+    layout->addWidget(makeLabel(QStringLiteral("SectionLabel"), QStringLiteral("当前设置")));
     layout->addLayout(settingsForm);
-    layout->addWidget(makeLabel(QStringLiteral("地图设置"), QStringLiteral("SectionLabel")));
+    layout->addWidget(makeLabel(QStringLiteral("SectionLabel"), QStringLiteral("地图设置")));
     layout->addWidget(buildOptionArea(), 1);
     layout->addWidget(messageLabel);
     layout->addWidget(createButton);
@@ -320,7 +320,7 @@ void CreateRoomDialog::rebuildOptionRows(const NetPlay::MapInfo& map) {
         optionCombos.insert(option.key, combo);
     }
     if (optionCombos.isEmpty()) {
-        optionForm->addRow(makeLabel(QStringLiteral("该地图没有公开设置项"), QStringLiteral("StatusDot")));
+        optionForm->addRow(makeLabel(QStringLiteral("StatusDot"), QStringLiteral("该地图没有公开设置项")));
     }
 }
 

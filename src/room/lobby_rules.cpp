@@ -52,10 +52,10 @@ QString roomTableSignature(const QVector<RoomInfo>& rooms, const QString& filter
 }
 
 QStringList roomRowTexts(const RoomInfo& room) {
-    const QString title = room.name.isEmpty() ? room.id : room.name;
     const RoomDisplayTexts texts = roomDisplayTexts(room);
-    return {shownText(room.isPrivate ? QStringLiteral("🔒 ") + title : title), shownText(texts.status),
-            shownText(texts.occupancy), shownText(texts.map)};
+    const QString mark = room.isPrivate ? QStringLiteral("🔒 ") : QString();
+    return {shownText(mark + roomName(room)), shownText(texts.status), shownText(texts.occupancy),
+            shownText(texts.map)};
 }
 
 LobbyButtons lobbyButtons(const LobbyFacts& facts) {

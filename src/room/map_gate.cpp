@@ -5,8 +5,8 @@
 
 namespace {
 
-MapGate refused(const QString& message, const NetPlay::MapInfo* map = nullptr) {
-    return {MapGate::Outcome::refused, message, map};
+MapGate refused(const QString& message) {
+    return {MapGate::Outcome::refused, message, nullptr};
 }
 
 }  // namespace
@@ -29,7 +29,7 @@ MapGate judgeRoomMap(const RoomInfo& room, const std::vector<NetPlay::MapInfo>& 
         return {MapGate::Outcome::needsFingerprint, QString(), map};
     }
     if (QString::fromStdString(map->fingerprint) != room.mapFingerprint) {
-        return refused(QStringLiteral("地图版本不一致，请更新为房主地图版本。"), map);
+        return refused(QStringLiteral("地图版本不一致，请更新为房主地图版本。"));
     }
-    return {MapGate::Outcome::open, QString(), map};
+    return {MapGate::Outcome::open, QString(), nullptr};
 }

@@ -16,7 +16,7 @@ struct MapGate {
     };
     Outcome outcome = Outcome::refused;
     QString message;
-    const NetPlay::MapInfo* map = nullptr;  // into the catalog; set unless refused before a map was found
+    const NetPlay::MapInfo* map = nullptr;  // into the catalog; the one to hash, else null
 };
 
 // Judges the room's map fingerprint against the catalog, which may be trusted only when `catalogReady`.

@@ -8,10 +8,6 @@
 
 namespace {
 
-QString roomName(const RoomInfo& room) {
-    return room.name.isEmpty() ? room.id : room.name;
-}
-
 QString roomMode(const RoomInfo& room) {
     return room.mode.isEmpty() ? QStringLiteral("普通战") : room.mode;
 }
@@ -61,6 +57,10 @@ QString shownText(const QString& text) {
     // What lies far behind the cut need not be looked at.
     const QString line = singleLine(text.left(2 * kMaxShownLength));
     return line.size() <= kMaxShownLength ? line : beginning(line, kMaxShownLength) + QStringLiteral("…");
+}
+
+const QString& roomName(const RoomInfo& room) {
+    return room.name.isEmpty() ? room.id : room.name;
 }
 
 QString statusDisplayText(const QString& status) {

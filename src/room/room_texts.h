@@ -21,6 +21,9 @@ QString beginning(const QString& text, int length);
 // The text as a single line, cut to kMaxShownLength UTF-16 units with "…" behind them.
 QString shownText(const QString& text);
 
+// The room's name, or its id where the server gives none.
+const QString& roomName(const RoomInfo& room);
+
 // The player's word for a room's status; an unknown one stays as it is.
 QString statusDisplayText(const QString& status);
 
