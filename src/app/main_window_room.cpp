@@ -5,6 +5,7 @@
 #include "room/room_signatures.h"
 #include "room/room_texts.h"
 #include "room/slot_table.h"
+#include "room/wheelless_box.h"
 
 #include <QColor>
 #include <QComboBox>
@@ -119,7 +120,7 @@ QLabel* optionCaption(const QString& key) {
 
 QComboBox* optionCombo(const MapOptionRow& row) {
     constexpr int kShownCharacters = 8;
-    auto* combo = new QComboBox;
+    auto* combo = new WheellessBox<QComboBox>;
     combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     combo->setMinimumContentsLength(kShownCharacters);
     combo->addItems(row.choices);

@@ -3,6 +3,7 @@
 #include "app/widgets.h"
 #include "launch/game_setting_patcher.h"
 #include "lobby/lobby_client.h"
+#include "room/wheelless_box.h"
 
 #include <QBoxLayout>
 #include <QCheckBox>
@@ -15,7 +16,6 @@
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QStackedWidget>
-#include <QWheelEvent>
 
 #include <algorithm>
 
@@ -25,13 +25,6 @@ constexpr int kTopbarHeight = 56;
 constexpr int kPortWidth = 140;
 constexpr int kFallbackProfile = 2;  // index in the box
 constexpr std::int32_t kWindowed = 0;
-
-// The wheel scrolls the page and must not change a choice in passing.
-template<typename Box>
-class WheellessBox : public Box {
-protected:
-    void wheelEvent(QWheelEvent* event) override { event->ignore(); }
-};
 
 QFrame* makeCard(const QString& title, QLayout* content) {
     auto* card = new QFrame;

@@ -3,6 +3,7 @@
 #include "room/create_room_rules.h"
 #include "room/launch_plan.h"
 #include "room/room_texts.h"
+#include "room/wheelless_box.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -80,7 +81,7 @@ QLabel* makeOptionCaption(const QString& key, QWidget* parent) {
 
 // As narrow as its place, however long the choices are.
 QComboBox* makeOptionCombo(const CreateRoomOption& option) {
-    auto* combo = new QComboBox;
+    auto* combo = new WheellessBox<QComboBox>;
     combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     combo->setMinimumContentsLength(1);
     combo->addItems(option.choices);
