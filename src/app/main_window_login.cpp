@@ -160,6 +160,8 @@ void MainWindow::onLoginResult(bool ok, const QString& message) {
     QLabel* label = registered ? registerStatusLabel : loginStatusLabel;
     if (!ok) {
         showStatus(label, (registered ? QStringLiteral("注册失败:") : QStringLiteral("登录失败:")) + message);
+        // While the form was locked the focus has wandered to the settings button.
+        (registered ? registerPasswordEdit : loginPasswordEdit)->setFocus();
         return;
     }
     showStatus(label, message);

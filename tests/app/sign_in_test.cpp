@@ -49,6 +49,7 @@ private Q_SLOTS:
             TRY(fixture.shows(message));
             QVERIFY(fixture.status() == text(message) && fixture.enabled(registers ? "注册" : "登录"));
             QCOMPARE(fixture.server.requests.size(), text(message).contains(u':') ? 1 : 0);
+            QVERIFY(qobject_cast<QLineEdit*>(fixture.window->focusWidget()) != nullptr);
         }
     }
 
