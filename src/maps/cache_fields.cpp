@@ -13,20 +13,20 @@ namespace {
 
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
-// The value of a hexadecimal digit; -1 for any other byte.
-constexpr std::array<signed char, 256> makeHexValues() {
-    std::array<signed char, 256> values{};
-    values.fill(-1);
-    for (int i = 0; i < 10; ++i) {
-        values[static_cast<std::size_t>('0' + i)] = static_cast<signed char>(i);
-    }
-    for (int i = 0; i < 6; ++i) {
-        values[static_cast<std::size_t>('a' + i)] = static_cast<signed char>(10 + i);
-        values[static_cast<std::size_t>('A' + i)] = static_cast<signed char>(10 + i);
+constexpr std::uint8_t kNoHexDigit = 255;
+
+// The value of a hexadecimal digit; kNoHexDigit for any other byte.
+constexpr std::array<std::uint8_t, 256> makeHexValues() {
+    std::array<std::uint8_t, 256> values{};
+    values.fill(kNoHexDigit);
+    for (std::uint8_t value = 0; value < 16; ++value) {
+        const char digit = kHexDigits[value];
+        values[static_cast<unsigned char>(digit)] = value;
+        values[static_cast<unsigned char>(digit >= 'a' ? digit - 'a' + 'A' : digit)] = value;
     }
     return values;
 }
-constexpr std::array<signed char, 256> kHexValues = makeHexValues();
+constexpr std::array<std::uint8_t, 256> kHexValues = makeHexValues();
 
 template<typename Items, typename Encode>
 std::string joined(const Items& items, char separator, Encode encode) {
@@ -131,9 +131,9 @@ std::string hexDecode(std::string_view field) {
     }
     text.reserve(field.size() / 2);
     for (std::size_t i = 0; i < field.size(); i += 2) {
-        const int high = kHexValues[static_cast<unsigned char>(field[i])];
-        const int low = kHexValues[static_cast<unsigned char>(field[i + 1])];
-        if (high < 0 || low < 0) {
+        const unsigned high = kHexValues[static_cast<unsigned char>(field[i])];
+        const unsigned low = kHexValues[static_cast<unsigned char>(field[i + 1])];
+        if (high == kNoHexDigit || low == kNoHexDigit) {
             return {};
         }
         text += static_cast<char>(high * 16 + low);

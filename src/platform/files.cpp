@@ -1,7 +1,47 @@
 // What the two systems do alike with files.
 #include "platform/files.h"
 
+#include <algorithm>
+
 namespace platform {
+
+namespace {
+
+char asciiLower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+bool equalIgnoringAsciiCase(std::string_view left, std::string_view right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](char a, char b) { return asciiLower(a) == asciiLower(b); });
+}
+
+bool matches(std::string_view name, std::string_view prefix, std::string_view suffix) {
+    return name.size() >= prefix.size() + suffix.size() &&
+           equalIgnoringAsciiCase(name.substr(0, prefix.size()), prefix) &&
+           equalIgnoringAsciiCase(name.substr(name.size() - suffix.size()), suffix);
+}
+
+}  // namespace
+
+std::filesystem::path newestFile(const std::filesystem::path& directory, std::string_view prefix,
+                                 std::string_view suffix) {
+    std::filesystem::path newest;
+    std::int64_t newestTicks = 0;
+    for (const FolderEntry& entry : listFolder(directory).value_or(std::vector<FolderEntry>())) {
+        if (entry.isDirectory || !matches(pathToUtf8(entry.name), prefix, suffix)) {
+            continue;
+        }
+        std::filesystem::path path = directory / entry.name;
+        const auto status = fileStatus(path);
+        const std::int64_t ticks = status ? status->writeTicks : 0;
+        if (status && (newest.empty() || ticks > newestTicks || (ticks == newestTicks && path < newest))) {
+            newest = std::move(path);
+            newestTicks = ticks;
+        }
+    }
+    return newest;
+}
 
 std::optional<std::filesystem::path> weaklyCanonicalPath(const std::filesystem::path& path) {
     std::error_code error;

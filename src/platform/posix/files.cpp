@@ -55,21 +55,6 @@ std::int64_t ticksOf(const timespec& time) {
                                      static_cast<std::uint64_t>(time.tv_nsec) / 100 + kTicksFrom1601To1970);
 }
 
-char asciiLower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
-
-bool equalIgnoringAsciiCase(std::string_view left, std::string_view right) {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return asciiLower(a) == asciiLower(b); });
-}
-
-bool matches(std::string_view name, std::string_view prefix, std::string_view suffix) {
-    return name.size() >= prefix.size() + suffix.size() &&
-           equalIgnoringAsciiCase(name.substr(0, prefix.size()), prefix) &&
-           equalIgnoringAsciiCase(name.substr(name.size() - suffix.size()), suffix);
-}
-
 char16_t upperCase(char16_t unit) {
     static const locale_t unicode = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     if (unit < 0x80 || unicode == nullptr) {
@@ -179,31 +164,6 @@ std::optional<std::vector<FolderEntry>> listFolder(const std::filesystem::path& 
         entries.push_back({entry->path().filename(), entry->is_directory(unknown), entry->is_regular_file(unknown)});
     }
     return entries;
-}
-
-std::filesystem::path newestFile(const std::filesystem::path& directory, std::string_view prefix,
-                                 std::string_view suffix) {
-    std::filesystem::path newest;
-    if (holdsNul(directory)) {
-        return newest;
-    }
-    std::int64_t newestTicks = 0;
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
-         entry.increment(error)) {
-        const std::filesystem::path& path = entry->path();
-        const auto status = matches(path.filename().native(), prefix, suffix) ? fileStatus(path) : std::nullopt;
-        if (!status || status->isDirectory) {
-            continue;
-        }
-        const bool better =
-            newest.empty() || status->writeTicks > newestTicks || (status->writeTicks == newestTicks && path < newest);
-        if (better) {
-            newest = path;
-            newestTicks = status->writeTicks;
-        }
-    }
-    return newest;
 }
 
 std::optional<std::filesystem::path> canonicalPath(const std::filesystem::path& path) {

@@ -94,21 +94,6 @@ bool writeAll(HANDLE file, std::string_view bytes) {
     return true;
 }
 
-wchar_t asciiLower(wchar_t c) {
-    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
-}
-
-bool equalIgnoringAsciiCase(std::wstring_view left, std::string_view right) {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](wchar_t a, char b) { return asciiLower(a) == asciiLower(static_cast<unsigned char>(b)); });
-}
-
-bool matches(std::wstring_view name, std::string_view prefix, std::string_view suffix) {
-    return name.size() >= prefix.size() + suffix.size() &&
-           equalIgnoringAsciiCase(name.substr(0, prefix.size()), prefix) &&
-           equalIgnoringAsciiCase(name.substr(name.size() - suffix.size()), suffix);
-}
-
 struct FindCloser {
     void operator()(void* search) const { FindClose(search); }
 };
@@ -230,24 +215,6 @@ std::optional<std::vector<FolderEntry>> listFolder(const std::filesystem::path& 
         entries.push_back({name, status.isDirectory, status.isRegularFile});
     });
     return listed ? std::optional(std::move(entries)) : std::nullopt;
-}
-
-std::filesystem::path newestFile(const std::filesystem::path& directory, std::string_view prefix,
-                                 std::string_view suffix) {
-    std::wstring newest;
-    std::int64_t newestTicks = 0;
-    forEachEntry(directory, [&](const WIN32_FIND_DATAW& entry) {
-        const std::wstring name = entry.cFileName;
-        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 || !matches(name, prefix, suffix)) {
-            return;
-        }
-        const std::int64_t ticks = ticksOf(entry.ftLastWriteTime);
-        if (newest.empty() || ticks > newestTicks || (ticks == newestTicks && name < newest)) {
-            newest = name;
-            newestTicks = ticks;
-        }
-    });
-    return newest.empty() ? std::filesystem::path() : directory / newest;
 }
 
 std::optional<std::filesystem::path> canonicalPath(const std::filesystem::path& path) {
