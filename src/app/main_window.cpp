@@ -11,14 +11,13 @@
 
 namespace {
 
-constexpr int kPollIntervalMs = 2000;
 constexpr int kClosingLeaveMs = 800;
 constexpr int kLongestStatus = 1000;
 
-QTimer* makeTimer(const QString& name, QObject* parent) {
+QTimer* makeTimer(const QString& name, int intervalMs, QObject* parent) {
     auto* timer = new QTimer(parent);
     timer->setObjectName(name);
-    timer->setInterval(kPollIntervalMs);
+    timer->setInterval(intervalMs);
     return timer;
 }
 
@@ -82,9 +81,9 @@ void MainWindow::wireClient() {
 }
 
 void MainWindow::makeTimers() {
-    roomPollTimer = makeTimer(QStringLiteral("roomPollTimer"), this);
+    roomPollTimer = makeTimer(QStringLiteral("roomPollTimer"), kPollIntervalMs, this);
     connect(roomPollTimer, &QTimer::timeout, this, &MainWindow::pollRooms);
-    gameWatchTimer = makeTimer(QStringLiteral("gameWatchTimer"), this);
+    gameWatchTimer = makeTimer(QStringLiteral("gameWatchTimer"), kPollIntervalMs, this);
     connect(gameWatchTimer, &QTimer::timeout, this, &MainWindow::watchGameProcess);
 }
 

@@ -31,6 +31,7 @@ class QComboBox;
 class QFormLayout;
 class QJsonObject;
 class QLabel;
+class QLayout;
 class QLineEdit;
 class QNetworkAccessManager;
 class QPushButton;
@@ -140,6 +141,9 @@ private:
 
     // ---- main_window_lobby.cpp: the rooms, and the way into one ----
     void buildLobbyPage();
+    QLayout* buildLobbyHeading();
+    QLayout* buildLobbyTools();
+    QLayout* buildLobbyBottom();
     void enterLobby(const QString& text);
     void renderRoomTable();
     void fillRoomTable(const QString& filter, const QString& preferredId);
@@ -326,6 +330,7 @@ private:
     QString gameHostTestText;
 
     // Timers and background work.
+    static constexpr int kPollIntervalMs = 2000;  // of both timers
     QTimer* roomPollTimer = nullptr;
     QTimer* gameWatchTimer = nullptr;
     QFutureWatcher<std::vector<NetPlay::MapInfo>> catalogWatcher;

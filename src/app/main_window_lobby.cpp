@@ -22,7 +22,6 @@
 
 namespace {
 
-constexpr int kPollIntervalMs = 2000;
 // A status or map name of any length leaves the other columns their place.
 constexpr int kWidestTextColumn = 320;
 constexpr int kWidestUserName = 260;
@@ -64,61 +63,73 @@ std::optional<QString> askRoomPassword(QWidget* parent, const QString& roomName)
 
 void MainWindow::buildLobbyPage() {
     lobbyPage = new QWidget(pageStack);
-    QLabel* title = makeLabel(QStringLiteral("Title"), QStringLiteral("大厅"));
-    lobbyUserLabel = makeLabel(QStringLiteral("StatusDot"), QString());
-    lobbyUserLabel->setMaximumWidth(kWidestUserName);
-    auto* settingsButton = new QPushButton(QStringLiteral("设置"));
-    logoutButton = new QPushButton(QStringLiteral("退出登录"));
-    refreshButton = new QPushButton(QStringLiteral("刷新"));
-    createRoomButton = makePrimaryButton(QStringLiteral("＋ 创建游戏"));
-    roomSearchEdit = new QLineEdit;
-    roomSearchEdit->setPlaceholderText(QStringLiteral("搜索房间、地图、房主或玩家"));
-    roomSearchEdit->setClearButtonEnabled(true);
-    roomSearchEdit->setMinimumWidth(260);
     roomTable = makeRoomTable(lobbyPage);
-    joinButton = makePrimaryButton(QStringLiteral("进入房间"));
-    lobbyStatusLabel = makeLabel(QStringLiteral("StatusDot"), QString());
-    lobbyStatusLabel->setWordWrap(true);
-    // No word of a message may widen the window.
-    lobbyStatusLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    lobbyStatusLabel->setMaximumHeight(kHighestStatus);
-
-    auto* heading = new QHBoxLayout;
-    heading->addWidget(title);
-    heading->addStretch();
-    for (QWidget* widget : {static_cast<QWidget*>(lobbyUserLabel), static_cast<QWidget*>(settingsButton),
-                            static_cast<QWidget*>(logoutButton), static_cast<QWidget*>(refreshButton)}) {
-        heading->addWidget(widget);
-    }
-    auto* tools = new QHBoxLayout;
-    tools->addWidget(createRoomButton);
-    tools->addStretch();
-    tools->addWidget(roomSearchEdit);
-    auto* bottom = new QHBoxLayout;
-    bottom->addWidget(joinButton);
-    bottom->addStretch();
-    bottom->addWidget(lobbyStatusLabel, 1);
-
     auto* rows = new QVBoxLayout(lobbyPage);
     rows->setContentsMargins(18, 18, 18, 18);
     rows->setSpacing(12);
-    rows->addLayout(heading);
-    rows->addLayout(tools);
+    rows->addLayout(buildLobbyHeading());
+    rows->addLayout(buildLobbyTools());
     rows->addWidget(roomTable, 1);
-    rows->addLayout(bottom);
+    rows->addLayout(buildLobbyBottom());
 
-    connect(refreshButton, &QPushButton::clicked, this, &MainWindow::onRefresh);
-    connect(settingsButton, &QPushButton::clicked, this, &MainWindow::openSettings);
-    connect(logoutButton, &QPushButton::clicked, this, &MainWindow::onLogout);
-    connect(createRoomButton, &QPushButton::clicked, this, &MainWindow::onCreateRoom);
-    connect(joinButton, &QPushButton::clicked, this, &MainWindow::onJoin);
-    connect(roomSearchEdit, &QLineEdit::textChanged, this, &MainWindow::renderRoomTable);
     connect(roomTable, &QTableWidget::itemSelectionChanged, this, &MainWindow::refreshLobbyButtons);
     connect(roomTable, &QTableWidget::cellDoubleClicked, this, [this] {
         if (joinButton->isEnabled()) {
             onJoin();
         }
     });
+}
+
+QLayout* MainWindow::buildLobbyHeading() {
+    lobbyUserLabel = makeLabel(QStringLiteral("StatusDot"), QString());
+    lobbyUserLabel->setMaximumWidth(kWidestUserName);
+    auto* settingsButton = new QPushButton(QStringLiteral("设置"));
+    logoutButton = new QPushButton(QStringLiteral("退出登录"));
+    refreshButton = new QPushButton(QStringLiteral("刷新"));
+    connect(settingsButton, &QPushButton::clicked, this, &MainWindow::openSettings);
+    connect(logoutButton, &QPushButton::clicked, this, &MainWindow::onLogout);
+    connect(refreshButton, &QPushButton::clicked, this, &MainWindow::onRefresh);
+
+    auto* row = new QHBoxLayout;
+    row->addWidget(makeLabel(QStringLiteral("Title"), QStringLiteral("大厅")));
+    row->addStretch();
+    for (QWidget* widget : {static_cast<QWidget*>(lobbyUserLabel), static_cast<QWidget*>(settingsButton),
+                            static_cast<QWidget*>(logoutButton), static_cast<QWidget*>(refreshButton)}) {
+        row->addWidget(widget);
+    }
+    return row;
+}
+
+QLayout* MainWindow::buildLobbyTools() {
+    createRoomButton = makePrimaryButton(QStringLiteral("＋ 创建游戏"));
+    roomSearchEdit = new QLineEdit;
+    roomSearchEdit->setPlaceholderText(QStringLiteral("搜索房间、地图、房主或玩家"));
+    roomSearchEdit->setClearButtonEnabled(true);
+    roomSearchEdit->setMinimumWidth(260);
+    connect(createRoomButton, &QPushButton::clicked, this, &MainWindow::onCreateRoom);
+    connect(roomSearchEdit, &QLineEdit::textChanged, this, &MainWindow::renderRoomTable);
+
+    auto* row = new QHBoxLayout;
+    row->addWidget(createRoomButton);
+    row->addStretch();
+    row->addWidget(roomSearchEdit);
+    return row;
+}
+
+QLayout* MainWindow::buildLobbyBottom() {
+    joinButton = makePrimaryButton(QStringLiteral("进入房间"));
+    lobbyStatusLabel = makeLabel(QStringLiteral("StatusDot"), QString());
+    lobbyStatusLabel->setWordWrap(true);
+    // No word of a message may widen the window.
+    lobbyStatusLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    lobbyStatusLabel->setMaximumHeight(kHighestStatus);
+    connect(joinButton, &QPushButton::clicked, this, &MainWindow::onJoin);
+
+    auto* row = new QHBoxLayout;
+    row->addWidget(joinButton);
+    row->addStretch();
+    row->addWidget(lobbyStatusLabel, 1);
+    return row;
 }
 
 void MainWindow::enterLobby(const QString& text) {
