@@ -1,4 +1,5 @@
-// What replies and polls lead to, as tables.
+// What replies and polls lead to, and whether a room's map lets a player in, as tables.
+#include "room/map_gate.h"
 #include "room/poll_rules.h"
 #include "room/rows.h"
 #include "room/session_rules.h"
@@ -22,12 +23,39 @@ start => 已开始游戏，正在为房间玩家自动启动。 o
 launch-done =>  r
 leave => [leave] 操作成功 a)";
 
+// The room's fingerprint, its algorithm and its map => whether it may be joined.
+const char kGates[] = R"(,md5,one => 房间缺少地图校验信息，请房主重新创建房间。
+sha256:1:2,SHA256-map-o-v1,none => 房间地图校验算法不支持，请更新客户端。
+sha256:1:2,sha256-map-o-v1,none => 本地缺少该地图。
+SHA256:1:2,sha256-map-o-v1,one => 地图版本不一致，请更新为房主地图版本。
+sha256:1:2,sha256-map-o-v1,two => needs a fingerprint
+sha256:1:2,sha256-map-o-v1,one => open
+sha256:1:2,,one => open)";
+
 }  // namespace
 
 class PollRulesTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void mapGate() {
+        std::vector<NetPlay::MapInfo> catalog(2);
+        catalog[0].name = "one";
+        catalog[0].fingerprint = "sha256:1:2";
+        catalog[1].name = "two";
+        QCOMPARE(judgeRoomMap(RoomInfo(), catalog, false).message, text("正在扫描本地地图，请稍后再进入房间。"));
+        forEachRow(kGates, [&catalog](const QString& facts) {
+            RoomInfo room;
+            room.mapFingerprint = facts.section(u',', 0, 0);
+            room.mapFingerprintAlgo = facts.section(u',', 1, 1);
+            room.mapId = facts.section(u',', 2);
+            const MapGate gate = judgeRoomMap(room, catalog, true);
+            return QString(u' ' + (gate.outcome == MapGate::Outcome::refused ? gate.message
+                                   : gate.outcome == MapGate::Outcome::open  ? text("open")
+                                                                             : text("needs a fingerprint")));
+        });
+    }
+
     void actionOutcomes() {
         forEachRow(kActions, [](const QString& facts) {
             const ActionOutcome outcome = actionOutcome(facts.section(u' ', 0, 0), facts.endsWith(text(" set")));
