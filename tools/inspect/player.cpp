@@ -139,7 +139,7 @@ void Player::seekRoom(const QVector<RoomInfo>& rooms) {
         return;
     }
     QJsonObject extra;
-    if (wanted->isPrivate) {
+    if (wanted->isPrivate || wanted->hasPassword) {
         extra.insert(QStringLiteral("password"), options_.roomPassword);
     }
     actionInFlight_ = true;
