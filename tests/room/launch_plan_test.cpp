@@ -7,17 +7,8 @@ namespace {
 
 RoomInfo playingRoom() {
     RoomInfo room;
-    room.id = QStringLiteral("r1");
-    room.mapId = QStringLiteral("10081");
-    RoomSlot own;
-    own.slot = 3;
-    own.name = QStringLiteral("ALICE");
-    room.playerSlots.append(own);
-    room.sessionId = 7;
-    room.gameSlot = 4;
-    room.gameUserId = 20004;
-    room.pmHost = QStringLiteral("26.1.2.3");
-    room.pmPort = 40005;
+    room.playerSlots = {{3, 3, QStringLiteral("ALICE"), {}, {}, {}}};
+    room.sessionId = room.gameSlot = room.gameUserId = 1;
     room.mapOptionIndexes = {{9, 9}};
     return room;
 }
@@ -73,34 +64,21 @@ private Q_SLOTS:
         }
     }
 
-    void requestIsFilledFromTheRoom() {
+    // What no played match shows: the settings' part, and the script's path.
+    void requestTakesTheSettings() {
         LaunchDefaults defaults;
-        defaults.clientRoot = QStringLiteral("C:\\client");
         defaults.displayPreset = 3;
         defaults.dpiAware = true;
         const NetPlay::MapInfo map = mapWithOptions();
-        const LaunchPlan plan =
-            planLaunch(playingRoom(), kUser, defaults, {{QStringLiteral("speed"), QStringLiteral("fast")}}, &map);
-        QCOMPARE(plan.error, QString());
-        const GameLaunchRequest& request = plan.request;
-        QVERIFY(request.clientRoot == u"C:\\client" && request.dataRoot.empty());
-        QVERIFY(request.gameHost == u"26.1.2.3" && request.gamePort == 40005);
-        QVERIFY(request.mapName == u"10081");
+        const GameLaunchRequest request = planLaunch(playingRoom(), kUser, defaults, {}, &map).request;
         QCOMPARE(QString::fromStdU16String(request.mapScriptPath).replace(QLatin1Char('\\'), QLatin1Char('/')),
                  QStringLiteral("root/地图/地图.o"));
-        QVERIFY(request.slot == 4 && request.userId == 20004 && request.sessionId == 7u);
-        QVERIFY(request.playerName == u"alice");
-        QVERIFY(!request.restartExisting && !request.patchGameSetting && request.dpiAware &&
-                !request.compatibilityMode);
-        QVERIFY(request.windowX == -1 && request.windowY == -1);
-        QCOMPARE(request.mapOptionDisplay, 0);
-        QVERIFY((request.mapOptions == std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 1}, {2, 1}}));
+        QVERIFY(request.dpiAware && !request.compatibilityMode && !request.restartExisting);
+        QVERIFY(!request.patchGameSetting && request.mapOptionDisplay == 0);
     }
 
     void settingsStandInForWhatTheRoomLacks() {
         RoomInfo room = playingRoom();
-        room.pmHost.clear();
-        room.mapId.clear();
         LaunchDefaults defaults;
         defaults.gameHost = QStringLiteral("10.0.0.9");
         defaults.gamePort = 41000;
