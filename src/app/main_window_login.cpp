@@ -160,8 +160,11 @@ void MainWindow::onLoginResult(bool ok, const QString& message) {
     QLabel* label = registered ? registerStatusLabel : loginStatusLabel;
     if (!ok) {
         showStatus(label, (registered ? QStringLiteral("注册失败:") : QStringLiteral("登录失败:")) + message);
-        // While the form was locked the focus has wandered to the settings button.
-        (registered ? registerPasswordEdit : loginPasswordEdit)->setFocus();
+        // While the form was locked the focus has wandered to its settings button; the settings themselves keep it.
+        QLineEdit* edit = registered ? registerPasswordEdit : loginPasswordEdit;
+        if (edit->isVisible()) {
+            edit->setFocus();
+        }
         return;
     }
     showStatus(label, message);

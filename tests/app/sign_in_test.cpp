@@ -2,6 +2,8 @@
 #include "support/test_registry.h"
 #include "window_fixture.h"
 
+#include <QSpinBox>
+
 class SignInTest : public QObject {
     Q_OBJECT
 
@@ -51,6 +53,17 @@ private Q_SLOTS:
             QCOMPARE(fixture.server.requests.size(), text(message).contains(u':') ? 1 : 0);
             QVERIFY(qobject_cast<QLineEdit*>(fixture.window->focusWidget()) != nullptr);
         }
+    }
+
+    // A refusal that comes while the player types elsewhere leaves the focus there.
+    void refusedBehindTheSettings() {
+        WindowFixture fixture;
+        fixture.open();
+        fixture.press("设置");
+        QWidget* port = fixture.window->findChild<QSpinBox*>();
+        port->setFocus();
+        Q_EMIT fixture.client()->loginResult(false, text("too late"));
+        QCOMPARE(fixture.window->focusWidget(), port);
     }
 
     void byTheCommandLine() {
