@@ -4,6 +4,7 @@
 
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QScopedValueRollback>
 #include <QSslError>
 #include <QTimer>
 #include <QUrl>
@@ -13,6 +14,7 @@
 namespace {
 
 constexpr qint64 kMaxReplyBytes = qint64{32} << 20;
+constexpr int kFirstRedirect = 300;  // redirects are not followed, and what they say is no answer
 
 QString withoutTrailingSlashes(QString url) {
     while (url.endsWith(QLatin1Char('/'))) {
@@ -96,18 +98,22 @@ QNetworkReply* LobbyClient::sendJson(const QString& path, const QJsonObject& bod
     return network_.post(post, QJsonDocument(body).toJson(QJsonDocument::Compact));
 }
 
-void LobbyClient::postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs) {
-    awaitReply(sendJson(path, body), std::move(callback), timeoutMs);
+quint64 LobbyClient::postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs) {
+    return awaitReply(sendJson(path, body), QString(), std::move(callback), timeoutMs);
 }
 
-void LobbyClient::getJson(const QString& path, ReplyCallback callback, int timeoutMs) {
-    awaitReply(network_.get(request(path)), std::move(callback), timeoutMs);
+quint64 LobbyClient::getJson(const QString& path, ReplyCallback callback, int timeoutMs) {
+    return awaitReply(network_.get(request(path)), QString(), std::move(callback), timeoutMs);
 }
 
-void LobbyClient::awaitReply(QNetworkReply* reply, ReplyCallback callback, int timeoutMs) {
+quint64 LobbyClient::awaitReply(QNetworkReply* reply, const QString& roomId, ReplyCallback callback, int timeoutMs) {
     armReplyTimeout(reply, timeoutMs);
-    connect(reply, &QNetworkReply::finished, this,
-            [this, reply, callback = std::move(callback)] { handleReply(reply, callback); });
+    const LobbyRequest asked{++requestsSent_, roomId};
+    connect(reply, &QNetworkReply::finished, this, [this, reply, asked, callback = std::move(callback)] {
+        const QScopedValueRollback<LobbyRequest> answering(answered_, asked);
+        handleReply(reply, callback);
+    });
+    return asked.number;
 }
 
 void LobbyClient::armReplyTimeout(QNetworkReply* reply, int timeoutMs) {
@@ -142,9 +148,12 @@ void LobbyClient::handleReply(QNetworkReply* reply, const ReplyCallback& callbac
         const QString message = serverErrorText(document, reply->errorString());
         endExpiredSession(status, message);
         callback(false, document, message);
-    } else if (parseError.error != QJsonParseError::NoError) {
+    } else if (status < kFirstRedirect && body.isEmpty() && reply->hasRawHeader("Content-Encoding")) {
+        // A packed body that breaks off before its first byte leaves no other trace.
+        callback(false, QJsonDocument(), QStringLiteral("bad JSON: empty packed body"));
+    } else if (status < kFirstRedirect && parseError.error != QJsonParseError::NoError) {
         callback(false, QJsonDocument(), QStringLiteral("bad JSON: ") + parseError.errorString());
-    } else if (isRejected(document)) {
+    } else if (status >= kFirstRedirect || isRejected(document)) {
         const QString message = serverErrorText(document, QStringLiteral("server rejected request"));
         endExpiredSession(status, message);
         callback(false, document, message);
@@ -154,7 +163,7 @@ void LobbyClient::handleReply(QNetworkReply* reply, const ReplyCallback& callbac
 }
 
 void LobbyClient::endExpiredSession(int status, const QString& message) {
-    if (isAuthExpired(status, message)) {
+    if (!answersEarlierSession() && isAuthExpired(status, message)) {
         clearSession();
     }
 }
@@ -186,6 +195,7 @@ void LobbyClient::requestSession(const QString& path, const QString& username, c
         }
         const QString name = answer.value(QLatin1String("username")).toString();
         authToken_ = token;
+        sessionBegan_ = requestsSent_;
         userName_ = name.isEmpty() ? username : name;
         const bool plaintext = QUrl(baseUrl_).scheme().toLower() == QLatin1String("http");
         Q_EMIT loginResult(true, plaintext ? successText + QLatin1String(" (HTTP plaintext)") : successText);

@@ -13,10 +13,17 @@
 class QNetworkReply;
 class QNetworkRequest;
 
+// A request as the slots of its answer see it.
+struct LobbyRequest {
+    quint64 number = 0;  // from 1 on in the order of sending; 0: no request was sent
+    QString roomId;      // the room that it was for, empty for none
+};
+
 // One lobby server and one session. Everything runs on the thread that made the object, and every result comes by
 // signal, for local refusals already inside the call. Replies come in whatever order the server gives them; none is
 // repeated, and none outlives the object. A reply above 32 MiB is aborted. A reply that says that the login is gone
-// ends the session; that shows in authToken() alone.
+// ends the session that asked; that shows in authToken() alone. Requests are numbered, so that a slot can tell what its
+// answer is older than.
 class LobbyClient : public QObject {
     Q_OBJECT
 
@@ -39,14 +46,22 @@ public:
     // Tells the server; the session here is untouched.
     void logout();
 
-    void fetchRooms();
-    void fetchRoomDetail(const QString& roomId);
-    void createRoom(const CreateRoomRequest& request);
-    void roomAction(const QString& roomId, const QString& action, const QJsonObject& extra);
+    // These give the request's number, 0 when it was refused without being sent.
+    quint64 fetchRooms();
+    quint64 fetchRoomDetail(const QString& roomId);
+    quint64 createRoom(const CreateRoomRequest& request);
+    quint64 roomAction(const QString& roomId, const QString& action, const QJsonObject& extra);
     void sendHeartbeat(const QString& roomId, const QJsonObject& extra);
     // For the closing window: waits at most `timeoutMs` (at least 100) in an event loop of its own. True when the
     // server answered with a status from 200 to 299. Emits nothing.
     bool leaveRoomBlocking(const QString& roomId, int timeoutMs);
+
+    // The number of the last request.
+    quint64 requestsSent() const { return requestsSent_; }
+    // Inside a slot of one of the signals below: the request that is being answered. Number 0 elsewhere.
+    const LobbyRequest& answered() const { return answered_; }
+    // Whether the answer is for a request of a session before the one of now.
+    bool answersEarlierSession() const { return answered_.number != 0 && answered_.number <= sessionBegan_; }
 
 Q_SIGNALS:
     void loginResult(bool ok, QString message);
@@ -61,9 +76,11 @@ private:
     QNetworkRequest request(const QString& path) const;
     QNetworkReply* sendJson(const QString& path, const QJsonObject& body);
     // A timeout below 1 means defaultTimeoutMs_.
-    void postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs);
-    void getJson(const QString& path, ReplyCallback callback, int timeoutMs);
-    void awaitReply(QNetworkReply* reply, ReplyCallback callback, int timeoutMs);
+    quint64 postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs);
+    quint64 getJson(const QString& path, ReplyCallback callback, int timeoutMs);
+    quint64 postToRoom(const QString& roomId, const QString& action, const QJsonObject& body, ReplyCallback callback,
+                       int timeoutMs);
+    quint64 awaitReply(QNetworkReply* reply, const QString& roomId, ReplyCallback callback, int timeoutMs);
     void armReplyTimeout(QNetworkReply* reply, int timeoutMs);
     void handleReply(QNetworkReply* reply, const ReplyCallback& callback);
     // Ends the session when an answer says that the server no longer knows it.
@@ -80,5 +97,8 @@ private:
     QString baseUrl_;
     QString userName_;
     QString authToken_;
+    quint64 requestsSent_ = 0;
+    quint64 sessionBegan_ = 0;  // the last request before the session of now
+    LobbyRequest answered_;
     int defaultTimeoutMs_ = 8000;
 };

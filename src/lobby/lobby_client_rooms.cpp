@@ -6,6 +6,7 @@
 #include <QEventLoop>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QScopedValueRollback>
 #include <QTimer>
 
 #include <algorithm>
@@ -141,8 +142,13 @@ QJsonObject LobbyClient::roomCredentials() const {
             {QStringLiteral("auth_token"), authToken_}};
 }
 
-void LobbyClient::fetchRooms() {
-    getJson(
+quint64 LobbyClient::postToRoom(const QString& roomId, const QString& action, const QJsonObject& body,
+                                ReplyCallback callback, int timeoutMs) {
+    return awaitReply(sendJson(roomPath(roomId, action), body), roomId, std::move(callback), timeoutMs);
+}
+
+quint64 LobbyClient::fetchRooms() {
+    return getJson(
         QStringLiteral("/api/lobby/rooms"),
         [this](bool ok, const QJsonDocument& document, const QString& error) {
             Q_EMIT roomsUpdated(ok ? decodeRoomsDocument(document, userName_) : QVector<RoomInfo>(), error);
@@ -150,10 +156,11 @@ void LobbyClient::fetchRooms() {
         0);
 }
 
-void LobbyClient::fetchRoomDetail(const QString& roomId) {
+quint64 LobbyClient::fetchRoomDetail(const QString& roomId) {
     if (authToken_.isEmpty() || roomId.isEmpty()) {
+        const QScopedValueRollback<LobbyRequest> unsent(answered_, {});
         Q_EMIT roomDetailUpdated(false, RoomInfo(), authToken_.isEmpty() ? notSignedIn() : noRoomChosen());
-        return;
+        return 0;
     }
     const auto finish = [this](bool ok, const QJsonDocument& document, const QString& error) {
         if (!ok) {
@@ -164,13 +171,14 @@ void LobbyClient::fetchRoomDetail(const QString& roomId) {
         const bool found = !room.id.isEmpty();
         Q_EMIT roomDetailUpdated(found, room, found ? QString() : QStringLiteral("房间详情为空"));
     };
-    postJson(roomPath(roomId, QStringLiteral("detail")), roomCredentials(), finish, 0);
+    return postToRoom(roomId, QStringLiteral("detail"), roomCredentials(), finish, 0);
 }
 
-void LobbyClient::createRoom(const CreateRoomRequest& request) {
+quint64 LobbyClient::createRoom(const CreateRoomRequest& request) {
     if (authToken_.isEmpty()) {
+        const QScopedValueRollback<LobbyRequest> unsent(answered_, {});
         reportCreate(false, notSignedIn(), {}, {});
-        return;
+        return 0;
     }
     const QJsonObject body{{QStringLiteral("username"), userName_},
                            {QStringLiteral("auth_token"), authToken_},
@@ -188,7 +196,7 @@ void LobbyClient::createRoom(const CreateRoomRequest& request) {
         reportCreate(created, created ? QStringLiteral("房间已创建") : QStringLiteral("创建成功但缺少房间信息"),
                      answer.room, answer.rooms);
     };
-    postJson(QStringLiteral("/api/lobby/rooms"), body, finish, 0);
+    return postJson(QStringLiteral("/api/lobby/rooms"), body, finish, 0);
 }
 
 void LobbyClient::reportCreate(bool ok, const QString& message, const RoomInfo& room, const QVector<RoomInfo>& rooms) {
@@ -196,10 +204,11 @@ void LobbyClient::reportCreate(bool ok, const QString& message, const RoomInfo& 
     Q_EMIT roomCreated(ok, room, rooms, ok ? QString() : message);
 }
 
-void LobbyClient::roomAction(const QString& roomId, const QString& action, const QJsonObject& extra) {
+quint64 LobbyClient::roomAction(const QString& roomId, const QString& action, const QJsonObject& extra) {
     if (authToken_.isEmpty() || roomId.isEmpty()) {
+        const QScopedValueRollback<LobbyRequest> unsent(answered_, {});
         reportFailedAction(action, authToken_.isEmpty() ? notSignedIn() : noRoomChosen());
-        return;
+        return 0;
     }
     QJsonObject body = roomCredentials();
     insertAll(body, extra);
@@ -212,7 +221,7 @@ void LobbyClient::roomAction(const QString& roomId, const QString& action, const
         Q_EMIT actionResult(action, true, QStringLiteral("操作成功"));
         Q_EMIT roomActionResult(action, true, answer.room, answer.rooms, QString());
     };
-    postJson(roomPath(roomId, action), body, finish, action == QLatin1String("start") ? kStartTimeoutMs : 0);
+    return postToRoom(roomId, action, body, finish, action == QLatin1String("start") ? kStartTimeoutMs : 0);
 }
 
 void LobbyClient::reportFailedAction(const QString& action, const QString& error) {
@@ -227,8 +236,8 @@ void LobbyClient::sendHeartbeat(const QString& roomId, const QJsonObject& extra)
     QJsonObject body = roomCredentials();
     body.insert(QStringLiteral("client_state"), QStringLiteral("room"));
     insertAll(body, extra);
-    postJson(
-        roomPath(roomId, QStringLiteral("heartbeat")), body,
+    postToRoom(
+        roomId, QStringLiteral("heartbeat"), body,
         [this](bool ok, const QJsonDocument&, const QString&) { Q_EMIT heartbeatResult(ok); }, kHeartbeatTimeoutMs);
 }
 

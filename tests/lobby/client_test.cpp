@@ -131,6 +131,7 @@ QVector<AnswerRow> answerRows() {
     const QByteArray large = R"({"error":"auth"})" + QByteArray(33 * 1024 * 1024, ' ');
     const QByteArray zlib = qCompress(large).mid(4);  // Qt puts the size before it
     const QByteArray zlibHead = "Content-Encoding: deflate\r\nContent-Length: " + QByteArray::number(zlib.size());
+    const QByteArray brokenGzip = QByteArray::fromHex("1f8b08000000000000ff3f3f");
     return {
         {"login", reply(R"({"auth_token":"n"})"), "login|ok|login ok (HTTP plaintext)", "n Carol"},
         {"register", reply(R"({"auth_token":"n","username":"c"})"), "login|ok|register ok (HTTP plaintext)", "n c"},
@@ -169,6 +170,11 @@ QVector<AnswerRow> answerRows() {
         {"rooms", reply("sorry, auth", "500 Oops"), oops},
         {"rooms", reply(R"({"error":"Unauthorized"})", "500 Oops"), "rooms||Unauthorized", " "},
         {"rooms", reply(R"({"error":"who?"})", "401 Oops"), "rooms||who?", " "},
+        {"rooms", reply("<html>over there</html>", "302 Found"), "rooms||server rejected request"},
+        {"detail", reply(R"({"room":{"id":7},"message":"moved"})", "301 Moved"), "detail|failed||moved"},
+        {"rooms", raw("Content-Encoding: gzip\r\nContent-Length: 12\r\n\r\n" + brokenGzip), "rooms||Data corrupted"},
+        {"rooms", raw("Content-Encoding: gzip\r\nContent-Length: 10\r\n\r\n" + brokenGzip.left(10)),
+         "rooms||bad JSON: empty packed body"},
         {"detail", raw("Content-Length: 90\r\n\r\n{\"ok\":true", true), "detail|failed||Connection closed"},
         {"detail", {"HTTP/1.1 200 OK\r\nContent-Length: 90\r\n\r\n{", false, true}, "detail|failed||Connection closed"},
         {"detail", raw("Content-Length: 9\r\n\r\n{\"ok\":true}"), "detail|failed||bad JSON: illegal value"},
@@ -294,6 +300,47 @@ private Q_SLOTS:
         player.call("rooms");
         QVERIFY(player.await(2));
         QCOMPARE(player.lines.join(QLatin1Char(' ')), QStringLiteral("detail|ok|7| rooms||Connection refused"));
+    }
+
+    // Requests are numbered as they are sent; each answer tells its own, also when they come in another order.
+    void answersNameTheirRequests() {
+        Player player;
+        QMap<quint64, QString> asked;
+        QStringList answered;
+        const auto note = [&] {
+            const LobbyRequest& request = player.client->answered();
+            answered += asked.value(request.number, QStringLiteral("none")) + request.roomId;
+        };
+        QObject::connect(player.client.get(), &LobbyClient::roomsUpdated, note);
+        QObject::connect(player.client.get(), &LobbyClient::roomActionResult, note);
+        player.answer.held = true;
+        asked[player.client->fetchRooms()] = QStringLiteral("rooms");
+        QTRY_COMPARE(player.server.requests.size(), 1);
+        player.answer.held = false;
+        asked[player.client->roomAction(QStringLiteral("7"), QStringLiteral("kick"), {})] = QStringLiteral("kick");
+        QVERIFY(player.await(2) && asked.size() == 2 && player.client->requestsSent() == asked.lastKey());
+        player.server.release();
+        QVERIFY(player.await(3));
+        QCOMPARE(player.client->roomAction(QString(), QStringLiteral("kick"), {}), 0ULL);
+        QCOMPARE(answered.join(QLatin1Char(' ')), QStringLiteral("kick7 rooms none"));
+    }
+
+    // What an earlier session is told leaves the one of now alone.
+    void aSessionEndsByItsOwnAnswers() {
+        Player player(reply(R"({"error":"who?"})", "401 Oops"));
+        player.answer.held = true;
+        player.call("heartbeat");
+        QTRY_COMPARE(player.server.requests.size(), 1);
+        player.client->clearSession();
+        player.answer = reply(R"({"auth_token":"new"})");
+        player.call("login");
+        QVERIFY(player.await(1));
+        player.server.release();
+        QVERIFY(player.await(2));
+        QCOMPARE(player.client->authToken(), QStringLiteral("new"));
+        player.answer = reply(R"({"error":"who?"})", "401 Oops");
+        player.call("heartbeat");
+        QVERIFY(player.await(3) && player.client->authToken().isEmpty());
     }
 
     void repliesOutliveNoClient() {

@@ -3,6 +3,8 @@
 #include <QSslCertificate>
 #include <QSslSocket>
 
+#include <utility>
+
 #if __has_include(<sys/socket.h>)
 #include <sys/socket.h>
 #else
@@ -56,6 +58,14 @@ QString ScriptedServer::url() const {
     return QStringLiteral("http://%1:%2").arg(serverAddress().toString()).arg(serverPort());
 }
 
+void ScriptedServer::release() {
+    for (const auto& [socket, bytes] : std::exchange(held_, {})) {
+        if (socket) {
+            socket->write(bytes);
+        }
+    }
+}
+
 Script ScriptedServer::reply(const QByteArray& body, const QByteArray& status) {
     // On a kept connection the client's next request would wait for a delayed acknowledgement.
     const QByteArray head = "HTTP/1.1 " + status + "\r\nConnection: close\r\nContent-Length: ";
@@ -79,6 +89,10 @@ void ScriptedServer::readRequests(QTcpSocket* socket, QByteArray& buffer) {
     for (ScriptedRequest request; takeRequest(buffer, request); request = {}) {
         requests.append(request);
         const Script script = handler_(request);
+        if (script.held) {
+            held_.append({socket, script.bytes});
+            continue;
+        }
         socket->write(script.bytes);
         if (script.resets) {
             socket->flush();

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <QMap>
+#include <QPointer>
 #include <QSslConfiguration>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <QVector>
 
 #include <functional>
@@ -22,6 +24,7 @@ struct Script {
     QByteArray bytes = {};
     bool closes = false;
     bool resets = false;  // closes without an orderly end
+    bool held = false;    // goes out only when release() says so
 };
 
 class ScriptedServer : public QTcpServer {
@@ -34,6 +37,8 @@ public:
 
     QString url() const;  // the plain one, without a slash at the end
     QVector<ScriptedRequest> requests;
+    // Sends all that was held back, oldest first.
+    void release();
 
     // A whole HTTP reply with the right Content-Length.
     static Script reply(const QByteArray& body, const QByteArray& status = "200 OK");
@@ -45,5 +50,6 @@ private:
     void readRequests(QTcpSocket* socket, QByteArray& buffer);
 
     Handler handler_;
+    QVector<std::pair<QPointer<QTcpSocket>, QByteArray>> held_;
     QSslConfiguration tls_;
 };
