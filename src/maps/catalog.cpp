@@ -71,9 +71,9 @@ void addLine(MapCacheEntry line, const MapInfo& map, MapCatalogCache& updated) {
     updated[std::move(key)] = std::move(line);
 }
 
-bool parseLogged(MapInfo& map) {
+bool parseLogged(MapInfo& map, const std::stop_token& stop) {
     try {
-        parseMapFile(map.mapFilePath, map);
+        parseMapFile(map.mapFilePath, map, stop);
         return true;
     } catch (const MapFormatError& error) {
         qWarning("map %s: %s", map.name.c_str(), error.what());
@@ -88,11 +88,12 @@ struct ScannedFolder {
 };
 
 ScannedFolder scanFolder(const std::filesystem::path& folder, const std::string& name,
-                         const std::filesystem::path& cacheDir, const MapCatalogCache& cache) {
+                         const std::filesystem::path& cacheDir, const MapCatalogCache& cache,
+                         const std::stop_token& stop) {
     ScannedFolder scanned;
     MapInfo map;
     try {
-        if (loadMapEntry(folder, name, map, cacheDir, &cache, &scanned.line, false)) {
+        if (loadMapEntry(folder, name, map, cacheDir, &cache, &scanned.line, false, stop)) {
             scanned.map = std::move(map);
         }
     } catch (const std::exception& error) {
@@ -122,18 +123,19 @@ std::optional<std::vector<std::string>> folderNames(const std::filesystem::path&
     return names;
 }
 
-// Calls `work` with each number below `count`, on all cores.
+// Calls `work` with each number below `count`, on all cores, until a stop is requested.
 template<typename Work>
-void forEachOnAllCores(std::size_t count, Work work) {
+void forEachOnAllCores(std::size_t count, const std::stop_token& stop, Work work) {
     std::atomic<std::size_t> next = 0;
     const auto loop = [&] {
-        for (std::size_t i = next++; i < count; i = next++) {
+        for (std::size_t i = next++; i < count && !stop.stop_requested(); i = next++) {
             work(i);
         }
     };
     std::vector<std::jthread> helpers;
     try {
-        while (helpers.size() + 1 < std::thread::hardware_concurrency()) {
+        const std::size_t threads = std::min<std::size_t>(std::thread::hardware_concurrency(), count);
+        while (helpers.size() + 1 < threads) {
             helpers.emplace_back(loop);
         }
     } catch (const std::system_error&) {
@@ -146,7 +148,7 @@ void forEachOnAllCores(std::size_t count, Work work) {
 
 bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, MapInfo& map,
                   const std::filesystem::path&, const MapCatalogCache* cache, MapCatalogCache* updated,
-                  bool computeFingerprint) {
+                  bool computeFingerprint, const std::stop_token& stop) {
     const auto folderStatus = platform::fileStatus(folder);
     if (!folderStatus) {
         return false;
@@ -173,9 +175,12 @@ bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, 
         reuse(*reusable, map);
     }
     if (computeFingerprint && complete) {
-        setFingerprint(map);
+        setFingerprint(map, stop);
     }
-    const bool parsed = reusable != nullptr || map.mapFilePath.empty() || parseLogged(map);
+    const bool parsed = reusable != nullptr || map.mapFilePath.empty() || parseLogged(map, stop);
+    if (stop.stop_requested()) {
+        return false;
+    }
     map.maxPlayers = map.maxPlayers < 1 ? 6 : map.maxPlayers;
     map.slotCount = map.slotCount < 1 ? map.maxPlayers : map.slotCount;
     if (map.displayName.empty()) {
@@ -187,17 +192,21 @@ bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, 
     return true;
 }
 
-std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const std::filesystem::path& cacheDir) {
+std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const std::filesystem::path& cacheDir,
+                                    const std::stop_token& stop) {
     const auto names = mapRoot.empty() ? std::nullopt : folderNames(mapRoot);
     if (!names) {
         return {};
     }
     const MapCatalogCache cache = readCatalogCache(cacheDir);
     std::vector<ScannedFolder> folders(names->size());
-    forEachOnAllCores(names->size(), [&](std::size_t i) {
+    forEachOnAllCores(names->size(), stop, [&](std::size_t i) {
         const std::string& name = (*names)[i];
-        folders[i] = scanFolder(mapRoot / platform::pathFromUtf8(name), name, cacheDir, cache);
+        folders[i] = scanFolder(mapRoot / platform::pathFromUtf8(name), name, cacheDir, cache, stop);
     });
+    if (stop.stop_requested()) {
+        return {};
+    }
     std::vector<MapInfo> maps;
     MapCatalogCache updated;
     for (ScannedFolder& folder : folders) {

@@ -7,17 +7,17 @@
 
 namespace NetPlay {
 
-std::string sha256File(const std::filesystem::path& path) {
+std::string sha256File(const std::filesystem::path& path, const std::stop_token& stop) {
     platform::Sha256 hash;
-    const bool complete =
-        platform::readFileInBlocks(path, [&hash](std::string_view block) { return hash.update(block); });
+    const bool complete = platform::readFileInBlocks(
+        path, [&](std::string_view block) { return !stop.stop_requested() && hash.update(block); });
     return complete ? hash.finish() : std::string();
 }
 
-void setFingerprint(MapInfo& map) {
+void setFingerprint(MapInfo& map, const std::stop_token& stop) {
     if (map.mapFileHash.empty() || map.oFileHash.empty()) {
-        map.mapFileHash = sha256File(map.mapFilePath);
-        map.oFileHash = sha256File(map.oFilePath);
+        map.mapFileHash = sha256File(map.mapFilePath, stop);
+        map.oFileHash = sha256File(map.oFilePath, stop);
     }
     if (!map.mapFileHash.empty() && !map.oFileHash.empty()) {
         map.fingerprintAlgo = kFingerprintAlgo;
@@ -25,7 +25,7 @@ void setFingerprint(MapInfo& map) {
     }
 }
 
-bool computeMapFingerprint(MapInfo& map, const std::filesystem::path& cacheDir) {
+bool computeMapFingerprint(MapInfo& map, const std::filesystem::path& cacheDir, const std::stop_token& stop) {
     if (hasFingerprint(map)) {
         map.fingerprintAlgo = kFingerprintAlgo;
         return true;
@@ -36,7 +36,8 @@ bool computeMapFingerprint(MapInfo& map, const std::filesystem::path& cacheDir) 
     const MapCatalogCache cache = readCatalogCache(cacheDir);
     MapCatalogCache updated = cache;
     MapInfo fresh;
-    if (!loadMapEntry(map.folderPath, map.name, fresh, cacheDir, &cache, &updated, true) || !hasFingerprint(fresh)) {
+    if (!loadMapEntry(map.folderPath, map.name, fresh, cacheDir, &cache, &updated, true, stop) ||
+        !hasFingerprint(fresh)) {
         return false;
     }
     map = std::move(fresh);

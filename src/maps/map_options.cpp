@@ -226,7 +226,7 @@ private:
 
 // Tries every marker of the run; the last plausible title wins.
 void scanRun(const MarkedRun& run, const std::string& marker, const std::string& chain, const RepeatedSearch& search,
-             std::string& result) {
+             const std::stop_token& stop, std::string& result) {
     const std::vector<std::size_t> chains = search.places(run.text);
     auto nextChain = chains.begin();
     const RunTitle runTitle(run);
@@ -235,7 +235,8 @@ void scanRun(const MarkedRun& run, const std::string& marker, const std::string&
             result = candidate;
         }
     };
-    for (std::size_t at = run.text.find(marker); at != std::string::npos; at = run.text.find(marker, at + 1)) {
+    for (std::size_t at = run.text.find(marker); at != std::string::npos && !stop.stop_requested();
+         at = run.text.find(marker, at + 1)) {
         nextChain = std::lower_bound(nextChain, chains.end(), at);
         if (nextChain != chains.end() && *nextChain == at) {
             const std::string_view span = run.from(at + chain.size(), kBehindChainBytes);
@@ -319,7 +320,7 @@ std::string_view titleAfterLastValue(std::string_view span) {
 }
 
 std::string scanMapTitleAfterOptions(const MapText& text, const std::vector<std::string>& ids,
-                                     const OptionValues& values, std::size_t start) {
+                                     const OptionValues& values, std::size_t start, const std::stop_token& stop) {
     std::string result;
     const auto first = ids.empty() ? values.end() : values.find(ids.front());
     if (first == values.end() || first->second.empty()) {
@@ -328,17 +329,17 @@ std::string scanMapTitleAfterOptions(const MapText& text, const std::vector<std:
     const std::string marker = markOf(first->second);
     const std::string chain = joinedChain(ids, values);
     const RepeatedSearch search(chain);
-    for (std::size_t place = text.find(marker, start); place != MapText::npos;) {
+    for (std::size_t place = text.find(marker, start); place != MapText::npos && !stop.stop_requested();) {
         const std::size_t control = text.firstControlByte(place);
         const bool endsAtControl = control != MapText::npos;
         const std::size_t end = endsAtControl ? control : text.size();
-        scanRun({text.decoded(place, end), endsAtControl}, marker, chain, search, result);
+        scanRun({text.decoded(place, end), endsAtControl}, marker, chain, search, stop, result);
         place = text.find(marker, end);
     }
     return result;
 }
 
-void readTitleAndOptions(const MapText& text, MapInfo& map) {
+void readTitleAndOptions(const MapText& text, MapInfo& map, const std::stop_token& stop) {
     std::string title = titleBetweenStars(text);
     if (!title.empty()) {
         map.displayName = std::move(title);
@@ -362,7 +363,7 @@ void readTitleAndOptions(const MapText& text, MapInfo& map) {
         }
     }
     map.optionValues = std::move(values);
-    title = scanMapTitleAfterOptions(text, options.ids, map.optionValues, lists);
+    title = scanMapTitleAfterOptions(text, options.ids, map.optionValues, lists, stop);
     if (!title.empty()) {
         map.displayName = std::move(title);
     }

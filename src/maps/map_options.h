@@ -5,6 +5,7 @@
 #include "maps/map_text.h"
 
 #include <map>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,14 +33,14 @@ MapOptionHeader parseOptionHeader(std::string_view text);
 OptionValues parseOptionValues(std::string_view text, const std::vector<std::string>& ids);
 
 // The title that stands behind the options' value lists, searched from `start` (an offset into the undecoded bytes);
-// empty when there is none.
+// empty when there is none. When a stop is requested meanwhile, it soon ends with what it has.
 std::string scanMapTitleAfterOptions(const MapText& text, const std::vector<std::string>& ids,
-                                     const OptionValues& values, std::size_t start);
+                                     const OptionValues& values, std::size_t start, const std::stop_token& stop = {});
 
 // The text behind the last value of a cleaned span, from its first character that is not ASCII on.
 std::string_view titleAfterLastValue(std::string_view span);
 
 // Fills displayName, optionIds, optionValues and optionLabels. What is not found stays as it is.
-void readTitleAndOptions(const MapText& text, MapInfo& map);
+void readTitleAndOptions(const MapText& text, MapInfo& map, const std::stop_token& stop = {});
 
 }  // namespace NetPlay

@@ -87,10 +87,11 @@ private:
     MatchWalk<NumberPairMatch> playerIds_{matchBarPlayerId};
 };
 
-ScriptKeys collectKeys(const MapText& text) {
+ScriptKeys collectKeys(const MapText& text, const std::stop_token& stop) {
     ScriptKeys keys;
     KeyCollector collector(text, keys);
-    for (std::size_t at = text.bytes().find('_'); at != MapText::npos; at = text.bytes().find('_', at + 1)) {
+    for (std::size_t at = text.bytes().find('_'); at != MapText::npos && !stop.stop_requested();
+         at = text.bytes().find('_', at + 1)) {
         collector.takeAt(at);
     }
     std::sort(keys.sideSizes.begin(), keys.sideSizes.end());
@@ -141,8 +142,8 @@ MapSlot makeSlot(const ScriptKeys& keys, std::int32_t number, const std::string&
 
 }  // namespace
 
-MapScriptData parseMapScript(const MapText& text) {
-    const ScriptKeys keys = collectKeys(text);
+MapScriptData parseMapScript(const MapText& text, const std::stop_token& stop) {
+    const ScriptKeys keys = collectKeys(text, stop);
     MapScriptData data;
     data.playerNum = keys.playerNum.value_or(0);
     data.sideSizes = keys.sideSizes;
@@ -169,19 +170,19 @@ MapScriptData parseMapScript(const MapText& text) {
     return data;
 }
 
-void parseMapBytes(std::string_view bytes, MapInfo& map) {
+void parseMapBytes(std::string_view bytes, MapInfo& map, const std::stop_token& stop) {
     const MapText text(bytes);
-    MapScriptData data = parseMapScript(text);
+    MapScriptData data = parseMapScript(text, stop);
     map.slotCount = data.slotCount;
     map.slots = std::move(data.slots);
     map.sides = std::move(data.sides);
     map.maxPlayers = data.playerSlotCount;
-    readTitleAndOptions(text, map);
+    readTitleAndOptions(text, map, stop);
 }
 
-void parseMapFile(const std::filesystem::path& path, MapInfo& map) {
+void parseMapFile(const std::filesystem::path& path, MapInfo& map, const std::stop_token& stop) {
     if (!path.empty() && platform::fileStatus(path)) {
-        parseMapBytes(readMapBytes(path), map);
+        parseMapBytes(readMapBytes(path, stop), map, stop);
     }
 }
 

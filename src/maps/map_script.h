@@ -5,6 +5,7 @@
 #include "maps/map_text.h"
 
 #include <cstdint>
+#include <stop_token>
 #include <utility>
 #include <vector>
 
@@ -23,15 +24,16 @@ struct MapScriptData {
 };
 
 // Reads the script out of a map's text, whatever surrounds it. Without any of its keys there is one open slot. Throws
-// MapFormatError on a number that does not fit 32 bits and on more than kMaxSlots slots.
-MapScriptData parseMapScript(const MapText& text);
+// MapFormatError on a number that does not fit 32 bits and on more than kMaxSlots slots. When a stop is requested
+// meanwhile, it soon ends and the result is of no use; so do the functions below.
+MapScriptData parseMapScript(const MapText& text, const std::stop_token& stop = {});
 
 // Fills the record's slots, sides, title and options from the bytes of a .map file. Throws MapFormatError as
 // parseMapScript does; the record then keeps what was filled before.
-void parseMapBytes(std::string_view bytes, MapInfo& map);
+void parseMapBytes(std::string_view bytes, MapInfo& map, const std::stop_token& stop = {});
 
 // The same from the file; does nothing when `path` is empty or does not exist. A file that cannot be opened reads as
 // empty. Throws MapFormatError for a file above kMaxMapFileBytes, too.
-void parseMapFile(const std::filesystem::path& path, MapInfo& map);
+void parseMapFile(const std::filesystem::path& path, MapInfo& map, const std::stop_token& stop = {});
 
 }  // namespace NetPlay

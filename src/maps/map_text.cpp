@@ -93,13 +93,17 @@ void appendUtf8(std::string& text, std::uint32_t c) {
 
 }  // namespace
 
-std::string readMapBytes(const std::filesystem::path& path) {
+std::string readMapBytes(const std::filesystem::path& path, const std::stop_token& stop) {
+    const auto status = platform::fileStatus(path);
     std::string bytes;
-    const auto status =
-        platform::readWholeFile(path, bytes, kMaxMapFileBytes) ? std::nullopt : platform::fileStatus(path);
-    if (status && status->size > static_cast<std::int64_t>(kMaxMapFileBytes)) {
-        throw MapFormatError("map file too large");
-    }
+    bytes.reserve(status && status->isRegularFile ? std::min<std::uint64_t>(status->size, kMaxMapFileBytes) : 0);
+    platform::readFileInBlocks(path, [&](std::string_view block) {
+        if (block.size() > kMaxMapFileBytes - bytes.size()) {
+            throw MapFormatError("map file too large");
+        }
+        bytes += block;
+        return !stop.stop_requested();
+    });
     return bytes;
 }
 

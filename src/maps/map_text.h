@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -19,8 +20,9 @@ public:
 // A map file above this many bytes is not read.
 inline constexpr std::uint64_t kMaxMapFileBytes = 128U << 20U;
 
-// The file's bytes; empty when it cannot be opened. Throws MapFormatError when there are more than kMaxMapFileBytes.
-std::string readMapBytes(const std::filesystem::path& path);
+// The file's bytes; empty when it cannot be opened. A read error or a stop request in the middle ends the reading.
+// Throws MapFormatError when there are more than kMaxMapFileBytes.
+std::string readMapBytes(const std::filesystem::path& path, const std::stop_token& stop = {});
 
 // One step of a lenient UTF-8 decoder: the code point at `offset`, which moves behind it. A byte that begins no
 // sequence gives U+FFFD and moves by one; overlong forms and surrogates pass. At or beyond the end 0, and `offset`

@@ -39,6 +39,24 @@ const std::pair<const char*, const char*> kFolders[] = {{"y.bak.map a.map", "a.m
                                                         {"y.o y.mapx", ""},
                                                         {"a.map y.map", "y.map"}};
 
+// Requests a stop when the first warning is logged: in the middle of the work, at a place that the files decide.
+class StopAtWarning {
+public:
+    StopAtWarning() {
+        source = std::stop_source();
+        before_ =
+            qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) { source.request_stop(); });
+    }
+    ~StopAtWarning() { qInstallMessageHandler(before_); }
+    StopAtWarning(const StopAtWarning&) = delete;
+    StopAtWarning& operator=(const StopAtWarning&) = delete;
+
+    static inline std::stop_source source;
+
+private:
+    QtMessageHandler before_;
+};
+
 // A map root and a cache folder of its own.
 struct MapRoot {
     const QTemporaryDir temporary;
@@ -149,6 +167,37 @@ private Q_SLOTS:
         // Lines of another root are not believed.
         QVERIFY(loadCachedCatalog(maps.base, maps.cache).empty());
         QVERIFY(loadCachedCatalog(maps.root / ".." / "map", maps.cache).size() == 1);
+    }
+
+    void aStopLeavesAllAsItWas() {
+        const MapRoot maps;
+        maps.addMap("one");
+        maps.scanned();
+        maps.addMap("two");
+        const std::string cache = maps.cacheText() + "an unreadable line\n";
+        maps.writeCache(cache);
+        std::stop_source stopped;
+        stopped.request_stop();
+        MapInfo one = loadCachedCatalog(maps.root, maps.cache).at(0);
+        QVERIFY(scanMapCatalog(maps.root, maps.cache, stopped.get_token()).empty());
+        QVERIFY(!computeMapFingerprint(one, maps.cache, stopped.get_token()) && !hasFingerprint(one));
+        QCOMPARE(sha256File(one.mapFilePath, stopped.get_token()), std::string());
+        {
+            const StopAtWarning stop;  // once the cache has been read
+            QVERIFY(!computeMapFingerprint(one, maps.cache, StopAtWarning::source.get_token()));
+        }
+        {
+            const StopAtWarning stop;
+            QVERIFY(scanMapCatalog(maps.root, maps.cache, StopAtWarning::source.get_token()).empty());
+        }
+        maps.writeCache(maps.cacheText().substr(0, cache.find("an unreadable")));
+        maps.addMap("1 broken", "PLAYER_NUM=9999999999");
+        {
+            const StopAtWarning stop;  // amid the folders
+            QVERIFY(scanMapCatalog(maps.root, maps.cache, StopAtWarning::source.get_token()).empty());
+        }
+        QCOMPARE(maps.cached(), std::string("one "));
+        QVERIFY(computeMapFingerprint(one, maps.cache));
     }
 
     void cacheLinesComeBack() {

@@ -1,6 +1,7 @@
 // The .map parser: its rules as rows, and against the obvious way on made-up files.
 #include "maps/map_options.h"
 #include "maps/map_reference.h"
+#include "maps/map_script.h"
 #include "support/test_registry.h"
 
 #include <QTest>
@@ -89,6 +90,19 @@ private Q_SLOTS:
                 QVERIFY(!described(parseMap, (head + body + "\x01\xFF").toStdString()).empty());
             }
         }
+    }
+
+    // Read to its end, this file would take longer than the program may.
+    void aStopEndsParsing() {
+        std::string bytes = "#T#a#L\n@1#x\n";
+        for (int i = 0; i < 1'000'000; ++i) {
+            bytes += "@1#x";
+        }
+        std::stop_source source;
+        source.request_stop();
+        MapInfo map;
+        parseMapBytes(bytes + QString(1'000'000, QChar(0x5730)).toStdString(), map, source.get_token());
+        QVERIFY(map.displayName.empty());
     }
 
     void titlesAndTokens() {
