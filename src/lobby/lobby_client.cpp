@@ -89,6 +89,8 @@ QNetworkRequest LobbyClient::request(const QString& path) const {
     // The token in the body is the only state that the server gets to see again.
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    // Otherwise a challenge would be answered with what the system knows of the player.
+    request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
     return request;
 }
 

@@ -15,7 +15,10 @@ constexpr qint64 kMaxReplyBytes = 64 << 10;
 }  // namespace
 
 QNetworkReply* requestLobbyHealth(QNetworkAccessManager& network, const QString& baseUrl, int timeoutMs) {
-    QNetworkReply* reply = network.get(QNetworkRequest(QUrl(baseUrl + QLatin1String("/api/lobby/health"))));
+    QNetworkRequest request(QUrl(baseUrl + QLatin1String("/api/lobby/health")));
+    // Otherwise a challenge would be answered with what the system knows of the player.
+    request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
+    QNetworkReply* reply = network.get(request);
     const auto abort = [reply] {
         if (reply->isRunning()) {
             reply->abort();

@@ -127,6 +127,9 @@ Script raw(const QByteArray& bytes, bool closes = false) {
 }
 
 QVector<AnswerRow> answerRows() {
+    const auto challenge = [](const char* scheme) {
+        return reply(R"({"error":"who?"})", QByteArray("401 Oops\r\nWWW-Authenticate: ") + scheme);
+    };
     const char* const oops = "rooms||Error transferring %1 - server replied: Oops";
     const QByteArray large = R"({"error":"auth"})" + QByteArray(33 * 1024 * 1024, ' ');
     const QByteArray zlib = qCompress(large).mid(4);  // Qt puts the size before it
@@ -175,6 +178,11 @@ QVector<AnswerRow> answerRows() {
         {"rooms", raw("Content-Encoding: gzip\r\nContent-Length: 12\r\n\r\n" + brokenGzip), "rooms||Data corrupted"},
         {"rooms", raw("Content-Encoding: gzip\r\nContent-Length: 10\r\n\r\n" + brokenGzip.left(10)),
          "rooms||bad JSON: empty packed body"},
+        {"rooms", challenge("NTLM"), "rooms||who?", " "},
+        {"kick", challenge("Negotiate"), "action|kick|failed|who?\nroomAction|kick|failed|||who?", " "},
+        {"rooms", challenge("Basic realm=r"), "rooms||who?", " "},
+        {"login", challenge("Digest realm=r, nonce=n"), "login|failed|who?", " "},
+        {"leave", reply("", "407 Oops\r\nProxy-Authenticate: NTLM"), "not left"},
         {"detail", raw("Content-Length: 90\r\n\r\n{\"ok\":true", true), "detail|failed||Connection closed"},
         {"detail", {"HTTP/1.1 200 OK\r\nContent-Length: 90\r\n\r\n{", false, true}, "detail|failed||Connection closed"},
         {"detail", raw("Content-Length: 9\r\n\r\n{\"ok\":true}"), "detail|failed||bad JSON: illegal value"},
