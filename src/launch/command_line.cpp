@@ -46,6 +46,6 @@ std::u16string buildCommandLine(const std::vector<std::u16string>& arguments) {
 }
 
 std::u16string makeMappingName(std::uint32_t sessionId, std::int32_t slot) {
-    return u"pm_client_" + decimalText(sessionId) + u"_" + decimalText(slot) + u"_" +
+    return std::u16string(kMappingPrefix) + decimalText(sessionId) + u"_" + decimalText(slot) + u"_" +
            decimalText(platform::currentProcessId()) + u"_" + decimalText(platform::tickCount());
 }

@@ -52,6 +52,7 @@ std::u16string playerNameFor(const GameLaunchRequest& request) {
 
 // What the steps find out for each other.
 struct GameLauncher::Plan {
+    std::stop_token stop;
     std::u16string dataRoot;
     std::u16string gamePath;
     std::u16string startupMap;
@@ -60,33 +61,33 @@ struct GameLauncher::Plan {
     std::u16string mappingName;
 };
 
-bool GameLauncher::launch(const GameLaunchRequest& request) {
+bool GameLauncher::launch(const GameLaunchRequest& request, const std::stop_token& stop) {
     logRoot_ = request.clientRoot;
     lastError_.clear();
     Plan plan;
+    plan.stop = stop;
     plan.dataRoot = request.dataRoot.empty() ? findDataRoot(request.clientRoot) : request.dataRoot;
     plan.gamePath = joinPath(joinPath(plan.dataRoot, u"core"), u"game.exe");
-    endPreviousGame(plan.gamePath);
-    if (!checkRequest(request, plan) || !prepareFiles(request, plan)) {
-        return false;
-    }
-    if (!shareBlock(request, plan) || !startGame(request, plan)) {
+    if (!endPreviousGame(plan) || !checkRequest(request, plan) || !prepareFiles(request, plan) ||
+        !shareBlock(request, plan) || !startGame(request, plan)) {
         return false;
     }
     log(u"game started PID=" + decimalText(processId_) + u" MapName=" + plan.mappingName);
     if (request.windowX >= 0 && request.windowY >= 0) {
-        placeWindow(request);
+        placeWindow(request, stop);
     }
     return true;
 }
 
-void GameLauncher::endPreviousGame(const std::u16string& gamePath) {
-    if (process_.isOpen() && !process_.waitForEnd(kPreviousGameWait)) {
-        log(u"previous game still running after 3s, force-stopping " + gamePath);
-        stopGameByPath(gamePath);
-        process_.waitForEnd(kStoppedGameWait);
+bool GameLauncher::endPreviousGame(const Plan& plan) {
+    const bool ended = process_.waitForEnd(kPreviousGameWait, plan.stop);
+    if (!ended && !plan.stop.stop_requested()) {
+        log(u"previous game still running after 3s, force-stopping " + plan.gamePath);
+        stopGameByPath(plan.gamePath);
+        process_.waitForEnd(kStoppedGameWait, plan.stop);
     }
     releaseHandles();
+    return !plan.stop.stop_requested() || fail(kLaunchCancelled);
 }
 
 bool GameLauncher::checkRequest(const GameLaunchRequest& request, Plan& plan) {
@@ -120,7 +121,7 @@ bool GameLauncher::prepareFiles(const GameLaunchRequest& request, const Plan& pl
         stopGameByPath(plan.gamePath);
     }
     std::u16string error;
-    if (!patchConfigLua(plan.dataRoot, request.slot, request.mapOptionDisplay, request.mapOptions, error)) {
+    if (!patchConfigLua(plan.dataRoot, request.slot, request.mapOptionDisplay, request.mapOptions, error, plan.stop)) {
         return fail(error);
     }
     if (!request.patchGameSetting) {
@@ -144,6 +145,7 @@ bool GameLauncher::shareBlock(const GameLaunchRequest& request, Plan& plan) {
     if (!buildLaunchBlock(handed, plan.playerName, block, error)) {
         return fail(error);
     }
+    platform::removeAbandonedBlocks(kMappingPrefix);
     plan.mappingName = makeMappingName(request.sessionId, request.slot);
     if (const std::uint32_t number = mapping_.create(plan.mappingName, block.size()); number != 0) {
         return failUnlogged(u"CreateFileMapping failed, error=" + decimalText(number));
@@ -158,6 +160,10 @@ bool GameLauncher::shareBlock(const GameLaunchRequest& request, Plan& plan) {
 
 bool GameLauncher::startGame(const GameLaunchRequest& request, const Plan& plan) {
     const std::u16string commandLine = buildCommandLine({plan.gamePath, u"MemoryMapName=" + plan.mappingName});
+    if (plan.stop.stop_requested()) {
+        releaseHandles();
+        return fail(kLaunchCancelled);
+    }
     std::u16string error;
     bool started = false;
     {
@@ -173,16 +179,17 @@ bool GameLauncher::startGame(const GameLaunchRequest& request, const Plan& plan)
         releaseHandles();
         return fail(u"failed to launch game.exe: " + error);
     }
+    mapping_.handTo(process_);
     processId_ = process_.id();
     return true;
 }
 
-void GameLauncher::placeWindow(const GameLaunchRequest& request) {
+void GameLauncher::placeWindow(const GameLaunchRequest& request, const std::stop_token& stop) {
     const platform::WindowPlacement placement{request.windowX, request.windowY, request.windowWidth,
                                               request.windowHeight, request.displayMode != 0};
     // The pause between two rounds ends early with the game.
     milliseconds pause{0};
-    for (int round = 0; round < kWindowRounds && !process_.waitForEnd(pause); ++round) {
+    for (int round = 0; round < kWindowRounds && !process_.waitForEnd(pause, stop) && !stop.stop_requested(); ++round) {
         if (platform::placeMainWindow(processId_, placement) != platform::WindowOutcome::notFound) {
             return;
         }

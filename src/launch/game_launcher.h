@@ -6,17 +6,20 @@
 #include "platform/shared_memory.h"
 
 #include <cstdint>
+#include <stop_token>
 #include <string>
 
 // One long-lived object. The shared block and the process of the last launch stay held until the next launch or the
-// object's end. Not thread-safe: one launch at a time, and no other call meanwhile.
+// object's end; a game that still runs then keeps its block. The calls may come from different threads, one at a time:
+// a launch on a worker has returned before the others call anything. Only its stop token reaches into it.
 class GameLauncher {
 public:
     // Does everything from the request to a running game: ends the previous game, checks names and paths, patches the
     // game's files, hands over the launch block and creates the process. False leaves one English sentence in
     // lastError(). Blocks for seconds at worst (the config lock, the previous game, the wait for a window), so it
-    // belongs on a worker.
-    bool launch(const GameLaunchRequest& request);
+    // belongs on a worker. From a request to stop on, those waits end at once and no game is created: the launch fails
+    // with "launch cancelled". A game that has been created by then has its block and makes the launch a success.
+    bool launch(const GameLaunchRequest& request, const std::stop_token& stop = {});
 
     // 0 when no game was started by the last launch.
     platform::ProcessId pid() const;
@@ -30,12 +33,12 @@ private:
 
     // The steps of a launch, in their order. Those that can fail leave lastError_ and, where the log is to tell, a
     // line.
-    void endPreviousGame(const std::u16string& gamePath);
+    bool endPreviousGame(const Plan& plan);
     bool checkRequest(const GameLaunchRequest& request, Plan& plan);
     bool prepareFiles(const GameLaunchRequest& request, const Plan& plan);
     bool shareBlock(const GameLaunchRequest& request, Plan& plan);
     bool startGame(const GameLaunchRequest& request, const Plan& plan);
-    void placeWindow(const GameLaunchRequest& request);
+    void placeWindow(const GameLaunchRequest& request, const std::stop_token& stop);
 
     void releaseHandles();
     void log(const std::u16string& message) const;

@@ -1,7 +1,9 @@
 // Time as the logs and names need it. Durations inside the program use std::chrono.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <stop_token>
 
 namespace platform {
 
@@ -20,5 +22,8 @@ LocalTime localTime();
 
 // Milliseconds since the machine started, modulo 2^32 (GetTickCount; CLOCK_BOOTTIME).
 std::uint32_t tickCount();
+
+// Sleeps for `duration`, or until `stop` is requested; false in the latter case.
+bool sleepFor(std::chrono::milliseconds duration, const std::stop_token& stop);
 
 }  // namespace platform

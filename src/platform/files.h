@@ -11,6 +11,7 @@
 #include <functional>
 #include <limits>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,8 +63,10 @@ bool appendToFile(const std::filesystem::path& path, std::string_view bytes);
 
 // Puts `source` in the place of `target` in one step: whoever opens `target` sees the old file or the new one, never a
 // part (rename(2); MoveFileExW, replacing and written through). A sharing violation or access denial, as virus scanners
-// cause on Windows, is tried again for at most half a second. False leaves both files as they are.
-bool replaceFile(const std::filesystem::path& source, const std::filesystem::path& target);
+// cause on Windows, is tried again for at most half a second and not beyond a request to stop. False leaves both files
+// as they are.
+bool replaceFile(const std::filesystem::path& source, const std::filesystem::path& target,
+                 const std::stop_token& stop = {});
 
 // Copies the content over `target`, replacing what is there.
 bool copyFile(const std::filesystem::path& source, const std::filesystem::path& target);

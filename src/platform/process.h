@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,14 +25,16 @@ public:
     bool isOpen() const { return id_ != 0; }
     // 0 when not open.
     ProcessId id() const { return id_; }
-    // True when the process has ended, waiting for that at most `timeout`. True for an object that is not open.
-    bool waitForEnd(std::chrono::milliseconds timeout);
+    // True when the process has ended, waiting for that at most `timeout` and not beyond a request to stop. True for an
+    // object that is not open.
+    bool waitForEnd(std::chrono::milliseconds timeout, const std::stop_token& stop = {});
     // Lets go of the process and, where the system keeps a record of an ended child, of that record. On POSIX the
     // record of a child that is let go of while it runs stays, once it has ended, until this process ends.
     void close();
 
 private:
     friend struct ProcessAccess;
+    friend class SharedMemory;
     ProcessId id_ = 0;
     std::intptr_t processHandle_ = 0;
     std::intptr_t threadHandle_ = 0;

@@ -13,6 +13,7 @@ SharedMemory& SharedMemory::operator=(SharedMemory&& other) noexcept {
     std::swap(handle_, other.handle_);
     std::swap(size_, other.size_);
     std::swap(name_, other.name_);
+    std::swap(user_, other.user_);
     return *this;
 }
 

@@ -1,6 +1,8 @@
 // A named block of shared memory that another process opens by its name.
 #pragma once
 
+#include "platform/process.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -9,9 +11,9 @@
 
 namespace platform {
 
-// The creator's side. The block lives as long as this object, and on Windows as long as any other process holds it
-// (CreateFileMappingW on the paging file; shm_open(3) under "/" and the name, unlinked by close()). A POSIX process
-// that is killed leaves its block behind until the machine restarts.
+// The creator's side. The block lives as long as this object, and as the process that it was handed to
+// (CreateFileMappingW on the paging file; shm_open(3) under "/" and the name). On POSIX the name of a block stays
+// behind where its creator ends ahead of that process, or is killed: removeAbandonedBlocks takes such names away.
 class SharedMemory {
 public:
     SharedMemory() = default;
@@ -26,6 +28,10 @@ public:
     // Copies `bytes` to the block's beginning. Returns 0, or the system's error number, one such when
     // `bytes` is longer than the block or nothing is open.
     std::uint32_t write(std::string_view bytes);
+    // From here on the block can be opened by its name as long as `process` runs, also when this object, or this
+    // process, is gone (DuplicateHandle into the process; on POSIX close() leaves the name). A process that has ended
+    // already, or that lets nobody near it, changes nothing.
+    void handTo(const Process& process);
     bool isOpen() const { return open_; }
     void close();
 
@@ -34,7 +40,12 @@ private:
     std::intptr_t handle_ = 0;
     std::size_t size_ = 0;
     std::u16string name_;
+    ProcessId user_ = 0;
 };
+
+// Removes the blocks whose name begins with `prefix`, whose creator does not hold them any more, and whose name stands
+// on no running process's command line. Does nothing on Windows, where such blocks are gone by themselves.
+void removeAbandonedBlocks(std::u16string_view prefix);
 
 // The other side: a copy of the block's first `size` bytes. Empty when there is no such block or it is shorter, which
 // Windows tells in whole pages (OpenFileMappingW; shm_open(3)).

@@ -1,7 +1,9 @@
 // The child process of this folder's tests. It ends by itself after some minutes, should a test leave it behind.
 //
 // usage: launch_helper patch DATA_ROOT SLOT COUNT   patches config.lua COUNT times
-//        game.exe MemoryMapName=NAME                writes what it was handed, waits for a file "stop"
+//        game.exe MemoryMapName=NAME                waits while there is a file "hold", writes what it was handed,
+//        waits
+//                                                   for a file "stop"
 #include "launch/config_patcher.h"
 #include "launch/launch_block.h"
 #include "platform/code_page.h"
@@ -29,15 +31,20 @@ bool patchOverAndOver(const std::u16string& dataRoot, int slot, int count) {
     return count == 0;
 }
 
+void waitForFile(const char* name, bool present) {
+    for (int round = 0; round < 12000 && platform::fileStatus(name).has_value() != present; ++round) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
 void playGame(const std::string& mappingName) {
+    waitForFile("hold", false);
     const auto block = platform::readSharedMemory(platform::fromUtf8(mappingName), kLaunchBlockSize);
     const std::string layer = platform::toUtf8(platform::environmentVariable(u"__COMPAT_LAYER").value_or(u"none"));
     const std::string handed = "handed." + std::to_string(platform::currentProcessId());
     platform::writeWholeFile(handed + ".part", block.value_or("") + layer);
     platform::replaceFile(handed + ".part", handed);
-    for (int round = 0; round < 12000 && !platform::fileStatus("stop"); ++round) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    waitForFile("stop", true);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "launch/launcher_log.h"
 #include "platform/environment.h"
 #include "platform/files.h"
+#include "platform/shared_memory.h"
 #include "settings/paths.h"
 #include "support/test_registry.h"
 
@@ -17,6 +18,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <future>
 
 using Spoil = std::function<void()>;
 Q_DECLARE_METATYPE(Spoil)
@@ -274,14 +277,24 @@ class GameLauncherTest : public QObject {
         return plain(lines.toStdU16String()).split('\n');
     }
 
+    bool wasHanded(platform::ProcessId game) {
+        const QByteArray file = "handed." + QByteArray::number(game);
+        return QTest::qWaitFor([&] { return (handed = root->read(file)) != "(no file)"; }, 60000);
+    }
+
     // Starts a game and waits until it has written what it was handed.
     bool start(GameLauncher& launcher) {
-        if (!launcher.launch(request)) {
+        const bool started = launcher.launch(request);
+        if (!started) {
             qWarning("%s", plain(launcher.lastError()).constData());
-            return false;
         }
-        const QByteArray file = "handed." + QByteArray::number(launcher.pid());
-        return QTest::qWaitFor([&] { return (handed = root->read(file)) != "(no file)"; }, 60000);
+        return started && wasHanded(launcher.pid());
+    }
+
+    // The name of the block that the last launch made.
+    std::u16string blockName() const {
+        const QByteArray line = logged().last();
+        return QString::fromLatin1(line.mid(line.indexOf("MapName=") + 8)).toStdU16String();
     }
 
     void useScript(const QByteArray& name, const QByteArray& file = {}) {
@@ -446,6 +459,43 @@ private Q_SLOTS:
                                        " Script=ROOT/map/a/" + map + ".O Slot=300 UserId=-2 Session=16909060\n" +
                                        kRestart + "\nconfig prepared\ncompatibility mode enabled");
         QVERIFY(endsSoon(launcher.pid()));
+    }
+
+    // The client has ended when the game comes to its block. What stays of the block goes with a launch after the game.
+    void blockOutlivesTheLauncher() {
+        root->write("hold", {});
+        auto launcher = std::make_unique<GameLauncher>();
+        QVERIFY(launcher->launch(request));
+        const platform::ProcessId game = launcher->pid();
+        const std::u16string block = blockName();
+        launcher.reset();
+        request.restartExisting = false;
+        GameLauncher next;
+        QVERIFY(next.launch(request));
+        QVERIFY(std::filesystem::remove(root->at("hold")) && wasHanded(game));
+        QCOMPARE(handed.left(12), QByteArray("\0\0001\0000\0000\0007\0008\0", 12));
+        root->write("stop", {});
+        QVERIFY(endsSoon(game) && start(next) && !platform::readSharedMemory(block, 1));
+    }
+
+    // Told to stop ahead of the previous game's end, and while another client holds the lock.
+    void cancelled() {
+        GameLauncher first;
+        GameLauncher second;
+        QVERIFY(start(first));
+        const platform::ProcessId game = first.pid();
+        std::stop_source stop;
+        lock = platform::ExclusiveFile::tryOpen(root->at("config.lua.lock"));
+        request.restartExisting = false;
+        const qsizetype begun = logged().size();
+        auto launched = std::async(std::launch::async, [&] { return second.launch(request, stop.get_token()); });
+        const bool waits = QTest::qWaitFor([&] { return logged().size() > begun; }, 60000);
+        stop.request_stop();
+        QVERIFY(!launched.get() && waits && !first.launch(request, stop.get_token()));
+        for (const GameLauncher* launcher : {&first, &second}) {
+            QVERIFY(plain(launcher->lastError()) == "launch cancelled" && launcher->pid() == 0);
+        }
+        QVERIFY(isRunning(game));
     }
 
     void stopsGamesOfTheFolderThatItFinds() {

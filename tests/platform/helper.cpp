@@ -5,6 +5,7 @@
 //   hold FILE LOCK         writes "held" when it holds the exclusive file LOCK, and stays
 //   show FILE VARIABLE ... writes its working directory, the variable's value and its arguments, one a line
 //   memory FILE NAME       writes the block's first 1078 bytes, or nothing
+//   share FILE PREFIX      makes the block PREFIX1, writes "shared", and stays
 //   window FILE            shows windows, and writes the state of the main one time and again
 #include "platform/code_page.h"
 #include "platform/environment.h"
@@ -49,6 +50,11 @@ bool play(const std::u16string& role, const std::u16string& file, const std::vec
     }
     if (role == u"memory") {
         return publish(file, platform::readSharedMemory(arguments.at(2), 1078).value_or(""));
+    }
+    if (role == u"share") {
+        platform::SharedMemory block;
+        return block.create(arguments.at(2) + u"1", 1) == 0 && publish(file, "shared") &&
+               repeatUntil([] { return false; });
     }
     return role == u"window" && showWindows() && repeatUntil([&] { return !publish(file, windowState()); });
 }

@@ -69,6 +69,19 @@ private Q_SLOTS:
         QCOMPARE(*readSharedMemory(name, 4), std::string(4, '\0'));
     }
 
+    void blockOfAKilledProcess() {
+        const std::u16string prefix = u"netplay_test_" + QString::number(currentProcessId()).toStdU16String() + u"_";
+        const std::u16string program = folder_.program("sharer.exe");
+        auto sharer = startHelper({u"share", folder_.text("shared"), prefix}, program);
+        QTRY_COMPARE_WITH_TIMEOUT(folder_.content("shared"), QByteArray("shared"), 60000);
+        removeAbandonedBlocks(prefix);
+        QVERIFY(readSharedMemory(prefix + u"1", 1));
+        stopProcessesByPath(u"sharer.exe", program);
+        QVERIFY(sharer.process.waitForEnd(1min));
+        removeAbandonedBlocks(prefix);
+        QVERIFY(!readSharedMemory(prefix + u"1", 1));
+    }
+
     void resolvingFails() {
         for (const std::u16string& host :
              {std::u16string(70, u'a'), std::u16string(u"no-such-host.invalid"), std::u16string(u"localhost\0", 10)}) {

@@ -142,7 +142,7 @@ bool appendToFile(const std::filesystem::path& path, std::string_view bytes) {
                                 static_cast<ssize_t>(bytes.size());
 }
 
-bool replaceFile(const std::filesystem::path& source, const std::filesystem::path& target) {
+bool replaceFile(const std::filesystem::path& source, const std::filesystem::path& target, const std::stop_token&) {
     return !holdsNul(source) && !holdsNul(target) && ::rename(source.c_str(), target.c_str()) == 0;
 }
 

@@ -5,15 +5,17 @@
 #include "platform/posix/descriptor.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <fstream>
 #include <limits>
+#include <poll.h>
 #include <spawn.h>
+#include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <thread>
 
 namespace platform {
 
@@ -100,10 +102,14 @@ bool isSystemId(ProcessId id) {
     return id != 0 && id <= static_cast<ProcessId>(std::numeric_limits<pid_t>::max());
 }
 
+// A descriptor of the process, or -1. The C library's own function for it cannot be linked from C++ everywhere.
+int openProcess(pid_t id) {
+    return static_cast<int>(::syscall(SYS_pidfd_open, id, 0));
+}
+
 void stopIfPathIs(pid_t id, std::u16string_view imageName, std::u16string_view path) {
-    // Held before the image is looked at, so that a number that is given anew meanwhile is never hit. The C library's
-    // own functions for this cannot be linked from C++ everywhere.
-    const Descriptor process(static_cast<int>(::syscall(SYS_pidfd_open, id, 0)));
+    // Held before the image is looked at, so that a number that is given anew meanwhile is never hit.
+    const Descriptor process(openProcess(id));
     if (!process.isOpen()) {
         return;
     }
@@ -151,16 +157,21 @@ std::u16string takeArgument(std::u16string_view commandLine, std::size_t& at) {
 
 }  // namespace
 
-bool Process::waitForEnd(std::chrono::milliseconds timeout) {
-    constexpr std::chrono::milliseconds kStep{5};
+bool Process::waitForEnd(std::chrono::milliseconds timeout, const std::stop_token& stop) {
+    using namespace std::chrono;
+    constexpr milliseconds kLongestWait{std::numeric_limits<int>::max()};
+    const auto deadline = steady_clock::now() + std::clamp(timeout, milliseconds::zero(), kLongestWait);
+    const Descriptor process(isOpen() ? openProcess(static_cast<pid_t>(id_)) : -1);
+    const Descriptor stopped(::eventfd(0, EFD_CLOEXEC));
+    const std::stop_callback wake(stop, [&stopped] { ::eventfd_write(stopped.number(), 1); });
     siginfo_t information{};
     while (isOpen() && askOwnChild(id_, information) == OwnChild::running) {
-        if (timeout <= std::chrono::milliseconds::zero()) {
+        const auto left = ceil<milliseconds>(deadline - steady_clock::now());
+        if (left <= milliseconds::zero() || stop.stop_requested()) {
             return false;
         }
-        const auto step = std::min(timeout, kStep);
-        std::this_thread::sleep_for(step);
-        timeout -= step;
+        std::array<pollfd, 2> events{{{process.number(), POLLIN, 0}, {stopped.number(), POLLIN, 0}}};
+        ::poll(events.data(), events.size(), static_cast<int>(left.count()));
     }
     return true;
 }

@@ -1,12 +1,14 @@
 #include "platform/shared_memory.h"
 
 #include "platform/code_page.h"
+#include "platform/files.h"
 #include "platform/posix/descriptor.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <limits>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
@@ -26,6 +28,26 @@ bool isFileSize(std::size_t size) {
     return size > 0 && size <= static_cast<std::size_t>(std::numeric_limits<off_t>::max());
 }
 
+bool lock(const Descriptor& block, int operation) {
+    return retryInterrupted([&] { return ::flock(block.number(), operation); }) == 0;
+}
+
+bool hasName(const Descriptor& block) {
+    struct stat status {};
+    return ::fstat(block.number(), &status) == 0 && status.st_nlink > 0;
+}
+
+bool standsOnACommandLine(const std::string& text) {
+    for (const FolderEntry& process : listFolder("/proc").value_or(std::vector<FolderEntry>())) {
+        std::string line;
+        if (process.isDirectory && readWholeFile("/proc" / process.name / "cmdline", line) &&
+            line.find(text) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 std::uint32_t SharedMemory::create(const std::u16string& name, std::size_t size) {
@@ -35,8 +57,13 @@ std::uint32_t SharedMemory::create(const std::u16string& name, std::size_t size)
         return EINVAL;
     }
     Descriptor block(::shm_open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!block.isOpen()) {
+    // The lock tells others that the creator holds the block. A block that was taken for an abandoned one ahead of it
+    // has no name any more.
+    if (!block.isOpen() || !lock(block, LOCK_SH)) {
         return static_cast<std::uint32_t>(errno);
+    }
+    if (!hasName(block)) {
+        return EEXIST;
     }
     // Reserves the memory too: a block that is only sized kills its user later, when the memory is not there.
     int error = EINTR;
@@ -51,6 +78,7 @@ std::uint32_t SharedMemory::create(const std::u16string& name, std::size_t size)
     handle_ = block.release();
     size_ = size;
     name_ = name;
+    user_ = 0;
     return 0;
 }
 
@@ -71,11 +99,31 @@ std::uint32_t SharedMemory::write(std::string_view bytes) {
     return 0;
 }
 
+void SharedMemory::handTo(const Process& process) {
+    user_ = process.id();
+}
+
 void SharedMemory::close() {
     if (open_) {
         const Descriptor closing(static_cast<int>(handle_));
-        ::shm_unlink(systemName(name_).c_str());
+        if (probeProcess(user_).state != ProcessProbe::State::running) {
+            ::shm_unlink(systemName(name_).c_str());
+        }
         open_ = false;
+    }
+}
+
+void removeAbandonedBlocks(std::u16string_view prefix) {
+    for (const FolderEntry& entry : listFolder("/dev/shm").value_or(std::vector<FolderEntry>())) {
+        const std::string& name = entry.name.native();
+        if (!name.starts_with(toUtf8(prefix))) {
+            continue;
+        }
+        const std::string path = '/' + name;
+        const Descriptor block(::shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
+        if (block.isOpen() && lock(block, LOCK_EX | LOCK_NB) && hasName(block) && !standsOnACommandLine(name)) {
+            ::shm_unlink(path.c_str());
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include "platform/clock.h"
 #include "platform/code_page.h"
 #include "platform/win32/handle.h"
 #include "platform/win32/wide_text.h"
@@ -180,19 +181,19 @@ bool appendToFile(const std::filesystem::path& path, std::string_view bytes) {
     return file && writeAll(file.get(), bytes);
 }
 
-bool replaceFile(const std::filesystem::path& source, const std::filesystem::path& target) {
+bool replaceFile(const std::filesystem::path& source, const std::filesystem::path& target,
+                 const std::stop_token& stop) {
     constexpr std::chrono::milliseconds kPatience{500};
-    constexpr DWORD kPause = 10;
+    constexpr std::chrono::milliseconds kPause{10};
     const std::wstring from = systemPath(source);
     const std::wstring to = systemPath(target);
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (!MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
         const DWORD error = GetLastError();
         const bool passing = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
-        if (!passing || std::chrono::steady_clock::now() >= deadline) {
+        if (!passing || std::chrono::steady_clock::now() >= deadline || !sleepFor(kPause, stop)) {
             return false;
         }
-        Sleep(kPause);
     }
     return true;
 }

@@ -5,6 +5,7 @@
 #include "platform/win32/wide_text.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 #include <windows.h>
 
@@ -35,10 +36,13 @@ std::u16string imagePath(HANDLE process) {
 
 }  // namespace
 
-bool Process::waitForEnd(std::chrono::milliseconds timeout) {
+bool Process::waitForEnd(std::chrono::milliseconds timeout, const std::stop_token& stop) {
     constexpr std::int64_t kLongestWait = INFINITE - 1;
     const auto wait = static_cast<DWORD>(std::clamp<std::int64_t>(timeout.count(), 0, kLongestWait));
-    return !isOpen() || WaitForSingleObject(reinterpret_cast<HANDLE>(processHandle_), wait) == WAIT_OBJECT_0;
+    const UniqueHandle stopped = ownHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const std::stop_callback wake(stop, [&stopped] { SetEvent(stopped.get()); });
+    const std::array<HANDLE, 2> handles{reinterpret_cast<HANDLE>(processHandle_), stopped.get()};
+    return !isOpen() || WaitForMultipleObjects(stopped ? 2 : 1, handles.data(), FALSE, wait) == WAIT_OBJECT_0;
 }
 
 void Process::close() {

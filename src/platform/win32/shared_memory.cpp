@@ -63,10 +63,18 @@ std::uint32_t SharedMemory::write(std::string_view bytes) {
     return 0;
 }
 
+void SharedMemory::handTo(const Process& process) {
+    // Nobody uses or closes that handle: it holds the block until the system closes it with the process.
+    DuplicateHandle(GetCurrentProcess(), reinterpret_cast<HANDLE>(handle_),
+                    reinterpret_cast<HANDLE>(process.processHandle_), nullptr, 0, FALSE, DUPLICATE_SAME_ACCESS);
+}
+
 void SharedMemory::close() {
     const UniqueHandle closing(reinterpret_cast<HANDLE>(std::exchange(handle_, 0)));
     open_ = false;
 }
+
+void removeAbandonedBlocks(std::u16string_view) {}
 
 std::optional<std::string> readSharedMemory(const std::u16string& name, std::size_t size) {
     if (!isBlockName(name) || size == 0) {
