@@ -182,8 +182,13 @@ void LobbyClient::registerAccount(const QString& username, const QString& passwo
 
 void LobbyClient::requestSession(const QString& path, const QString& username, const QString& password,
                                  const QString& missingTokenText, const QString& successText) {
-    const auto finish = [this, username, missingTokenText, successText](bool ok, const QJsonDocument& document,
-                                                                        const QString& error) {
+    const auto finish = [this, asked = baseUrl_, username, missingTokenText,
+                         successText](bool ok, const QJsonDocument& document, const QString& error) {
+        if (asked != baseUrl_) {
+            // The session would be another server's.
+            Q_EMIT loginResult(false, QStringLiteral("服务器已切换，请重新登录。"));
+            return;
+        }
         if (!ok) {
             Q_EMIT loginResult(false, error);
             return;

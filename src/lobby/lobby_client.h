@@ -1,6 +1,7 @@
 // The program's only talker to the lobby server: HTTP with JSON bodies.
 #pragma once
 
+#include "lobby/lobby_request.h"
 #include "lobby/room_info.h"
 
 #include <QJsonDocument>
@@ -12,12 +13,6 @@
 
 class QNetworkReply;
 class QNetworkRequest;
-
-// A request as the slots of its answer see it.
-struct LobbyRequest {
-    quint64 number = 0;  // from 1 on in the order of sending; 0: no request was sent
-    QString roomId;      // the room that it was for, empty for none
-};
 
 // One lobby server and one session. Everything runs on the thread that made the object, and every result comes by
 // signal, for local refusals already inside the call. Replies come in whatever order the server gives them; none is
