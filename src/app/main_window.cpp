@@ -4,7 +4,9 @@
 #include "room/room_rules.h"
 
 #include <QCloseEvent>
+#include <QDialog>
 #include <QLabel>
+#include <QMenu>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QTimer>
@@ -41,6 +43,7 @@ MainWindow::MainWindow(const ClientPaths& clientPaths, const QStringList& argume
 }
 
 MainWindow::~MainWindow() {
+    fallSilent();
     fingerprintWatcher.waitForFinished();
     launchWatcher.waitForFinished();
     // The pages outlive this part of the object by a moment and must not call it any more.
@@ -112,12 +115,12 @@ bool MainWindow::isShown(const QWidget* page) const {
     return pageStack != nullptr && pageStack->currentWidget() == page;
 }
 
-bool MainWindow::isAtSignIn() const {
+bool MainWindow::isOnLoginPages() const {
     const QWidget* page = isShown(settingsPage) ? pageBeforeSettings : pageStack->currentWidget();
     return page == loginPage || page == registerPage;
 }
 
-bool MainWindow::isSignedIn() const {
+bool MainWindow::hasSession() const {
     return client != nullptr && !client->authToken().isEmpty();
 }
 
@@ -125,9 +128,48 @@ QString MainWindow::userName() const {
     return client == nullptr ? QString() : client->userName();
 }
 
+bool MainWindow::answerCounts() const {
+    return !isOnLoginPages() && !client->answersEarlierSession();
+}
+
+bool MainWindow::takeAnswer(quint64& request) const {
+    const quint64 number = client->answered().number;
+    if (number != 0 && number != request) {
+        return false;
+    }
+    request = 0;
+    return true;
+}
+
+// Whoever opened one goes on as if the player had cancelled it.
+void MainWindow::closeDialogs() {
+    for (QDialog* dialog : findChildren<QDialog*>()) {
+        dialog->reject();
+    }
+    for (QMenu* menu : findChildren<QMenu*>()) {
+        menu->close();
+    }
+}
+
+void MainWindow::fallSilent() {
+    closing = true;
+    client->disconnect(this);
+    roomPollTimer->stop();
+    gameWatchTimer->stop();
+    forgetAll(launchMemory);  // no wait for a start ends in one
+    backgroundEnd.request_stop();
+    stopHostSearch();
+    stopConnectionTest();
+    closeDialogs();
+}
+
 void MainWindow::closeEvent(QCloseEvent* event) {
-    if (isSignedIn() && inRoom && !currentRoom.id.isEmpty() && !isRoomPlaying(currentRoom)) {
-        client->leaveRoomBlocking(currentRoom.id, kClosingLeaveMs);
+    if (!closing) {
+        fallSilent();
+        hide();  // nothing can be pressed while the server takes its time
+        if (hasSession() && inRoom && !currentRoom.id.isEmpty() && !isRoomPlaying(currentRoom)) {
+            client->leaveRoomBlocking(currentRoom.id, kClosingLeaveMs);
+        }
     }
     QMainWindow::closeEvent(event);
 }

@@ -10,6 +10,7 @@
 #include "lobby/room_info.h"
 #include "maps/map_info.h"
 #include "room/launch_memory.h"
+#include "room/room_clock.h"
 #include "settings/client_settings.h"
 #include "settings/host_discovery.h"
 #include "settings/paths.h"
@@ -23,6 +24,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <stop_token>
 #include <vector>
 
 class LobbyClient;
@@ -41,6 +43,7 @@ class QTableWidget;
 class QTextEdit;
 class QTimer;
 enum class SlotCommand;
+struct SlotMenuEntry;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -68,12 +71,14 @@ public:
         std::int32_t slot = 0;
         std::uint32_t sessionId = 0;
         bool autoStart = false;
+        QString roomId;  // who launched, and from where; by the end the player may be elsewhere
+        QString userName;
     };
 
     // `arguments` begins with the program's name. Two windows with folders of their own may live in one process.
     explicit MainWindow(const ClientPaths& clientPaths = discoverClientPaths(),
                         const QStringList& arguments = QCoreApplication::arguments());
-    // Waits for a fingerprint or a launch that is running.
+    // Calls off what runs in the background and waits for a fingerprint or a launch.
     ~MainWindow() override;
 
     // Where the settings page's search for a host looks; the machine itself unless a test says otherwise.
@@ -81,6 +86,7 @@ public:
 
 protected:
     // Leaves a waiting room first, which takes at most 800 ms; a room in play is not left, as its game may still run.
+    // From then on nothing is sent and nothing is launched.
     void closeEvent(QCloseEvent* event) override;
 
 private Q_SLOTS:
@@ -125,10 +131,16 @@ private:
     void showStatus(QLabel* label, const QString& wholeText);
     QLabel* currentStatusLabel() const;
     bool isShown(const QWidget* page) const;
-    // Signing in, or at the settings from there: what a reply of the last session still brings counts no more.
-    bool isAtSignIn() const;
-    bool isSignedIn() const;
+    // On the login or register page, or at the settings from there.
+    bool isOnLoginPages() const;
+    bool hasSession() const;
     QString userName() const;
+    // Whether what the server now answers means anything: not before sign-in, nor for the session before this one.
+    bool answerCounts() const;
+    // Takes the request off the way if the answer that has come is its own. One that nobody asked for is anybody's.
+    bool takeAnswer(quint64& request) const;
+    void closeDialogs();
+    void fallSilent();
 
     // ---- main_window_login.cpp: sign in, register, sign out, a session that the server no longer knows ----
     void buildLoginPage();
@@ -137,7 +149,10 @@ private:
     void showLoginPage();
     void showRegisterPage();
     void handleLoginExpired(const QString& serverText);
+    // Goes to sign-in when the session is gone, or when the server's words say so; true when it is.
+    bool endLostSession(const QString& serverText, bool saysSo = false);
     void stopSession();
+    void stopPolling();
 
     // ---- main_window_lobby.cpp: the rooms, and the way into one ----
     void buildLobbyPage();
@@ -151,7 +166,8 @@ private:
     int selectedRoomIndex() const;
     int findRoomIndex(const QString& id) const;
     void joinRoomConfirmed(const RoomInfo& room);
-    void setLobbyBusy(bool busy);
+    bool lobbyBusy() const;
+    void setMapCheckInFlight(bool inFlight);
 
     // ---- main_window_catalog.cpp: local maps, and the gates that need them ----
     void loadMapCatalog(bool force);
@@ -176,6 +192,7 @@ private:
     void renderRoomChat();
     void refreshRoomButtons();
     void showSlotMenu(const QPoint& position);
+    QVector<SlotMenuEntry> selectedSlotMenu() const;
     void runSlotCommand(SlotCommand command, int number);
 
     // ---- main_window_actions.cpp: what a player does in a room, and what comes of it ----
@@ -191,18 +208,20 @@ private:
     void moveToSlot(int target);
     void applyMapOption(const QString& key, const QString& value);
     void onSlotDoubleClicked(int row);
-    void enterRoom(const RoomInfo& room, const QString& text);
+    void enterRoom(RoomInfo room, const QString& text);
+    // The room as the server tells of it now.
+    void updateRoom(RoomInfo fresh);
     void resetCurrentRoom();
     void clearRoomRenderCache();
     void leaveToLobby(const QString& text);
-    void layPendingMapOptions();
+    void takeJoin(RoomInfo room);
     void takeRoomActionSuccess(const QString& action, RoomInfo room);
     void takeRoomActionFailure(const QString& action, const QString& error);
-    void dispatchRoomActionResult(const QString& action);
+    // `speaks` when the reply brought the room as it is now.
+    void dispatchRoomActionResult(const QString& action, bool speaks);
     void showOutcome(const QString& text);
-    // False when the result counts no more: nobody is signed in, or it tells that the session is gone.
-    bool acceptsResult(bool ok, const QString& error);
-    void setStartInFlight(bool inFlight);
+    // Any room action, a visible refresh or a launch, not only the start.
+    bool startInFlight() const;
 
     // ---- main_window_polling.cpp: rooms every two seconds, the heartbeat, the connection's dot ----
     void pollRooms();
@@ -210,10 +229,11 @@ private:
     void sendRoomHeartbeat();
     void onHeartbeatResult(bool ok);
     void setConnectionState(int state);
+    // True when the player was put back into the room where the server still has them.
     bool restoreRoom();
-    // False when the player was taken out of the room and nothing more is to be shown.
-    bool updateCurrentRoom();
-    void forgetEndedMatch(const RoomInfo& fresh);
+    // What the list says of the room. False when the player was taken out of it and nothing more is to be shown.
+    bool followRoom();
+    void requestDetail();
 
     // ---- main_window_launch.cpp: from a room in play to a running game ----
     void launchGame(bool autoStart);
@@ -337,7 +357,8 @@ private:
     QFutureWatcher<MapFingerprintResult> fingerprintWatcher;
     QFutureWatcher<LaunchResult> launchWatcher;
     bool launchInFlight = false;
-    GameLauncher gameLauncher;  // belongs to the launch task while launchInFlight
+    GameLauncher gameLauncher;       // belongs to the launch task while launchInFlight
+    std::stop_source backgroundEnd;  // of the tasks, when the window closes
 
     // Room flow.
     std::vector<NetPlay::MapInfo> mapCatalog;
@@ -345,11 +366,16 @@ private:
     RoomInfo currentRoom;
     QMap<QString, QString> pendingMapOptions;  // the host's choices that the server has not confirmed yet
     bool inRoom = false;
+    RoomClock roomClock;
     bool authBusy = false;
-    bool lobbyBusy = false;
-    bool startInFlight = false;  // any room action or a launch, not only the start
-    bool roomsFetchInFlight = false;
-    bool roomsFetchVisible = false;
+    // The requests on their way, by their numbers; 0 for none. What one of them locks comes free with its own answer.
+    quint64 entryRequest = 0;  // a join or a new room
+    quint64 roomsRequest = 0;
+    quint64 detailRequest = 0;
+    quint64 roomActionRequest = 0;
+    bool roomsFetchVisible = false;  // the rooms were asked for with feedback on screen
+    bool mapCheckInFlight = false;   // a way into a room waits for a fingerprint
+    bool readyAsked = false;         // what the last "ready" asked for
     bool leaveRequested = false;
     bool restoreRoomOnLogin = false;
     bool catalogLoadStarted = false;
@@ -358,7 +384,7 @@ private:
     bool gameRunning = false;
     std::uint32_t gamePid = 0;
     LaunchMemory launchMemory;
-    bool detailInFlight = false;
+    bool closing = false;
 
     // What each region was last built from: equal means that its widgets stay untouched.
     QString lobbyTableSignature;

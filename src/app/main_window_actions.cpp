@@ -16,6 +16,8 @@
 #include <QStatusBar>
 #include <QTableWidget>
 
+#include <algorithm>
+
 namespace {
 
 QJsonObject optionTexts(const QMap<QString, QString>& options) {
@@ -24,6 +26,12 @@ QJsonObject optionTexts(const QMap<QString, QString>& options) {
         object.insert(it.key(), it.value());
     }
     return object;
+}
+
+// A default record when there is none.
+RoomInfo roomById(const QVector<RoomInfo>& rooms, const QString& id) {
+    const auto found = std::find_if(rooms.begin(), rooms.end(), [&id](const RoomInfo& room) { return room.id == id; });
+    return found == rooms.end() ? RoomInfo() : *found;
 }
 
 }  // namespace
@@ -50,15 +58,14 @@ QString MainWindow::selectedSlotName() const {
     return item == nullptr ? QString() : item->data(kOccupantRole).toString();
 }
 
-void MainWindow::setStartInFlight(bool inFlight) {
-    startInFlight = inFlight;
-    refreshRoomButtons();
+bool MainWindow::startInFlight() const {
+    return roomActionRequest != 0 || launchInFlight || (roomsRequest != 0 && roomsFetchVisible);
 }
 
 void MainWindow::sendRoomAction(const QString& action, const QJsonObject& extra, const QString& progressText) {
-    setStartInFlight(true);
     showStatus(roomStatusLabel, progressText);
-    client->roomAction(currentRoom.id, action, extra);
+    roomActionRequest = client->roomAction(currentRoom.id, action, extra);
+    refreshRoomButtons();
 }
 
 void MainWindow::sendToSelectedPlayer(const QString& action, const QString& refusal, const QString& progressText) {
@@ -122,9 +129,9 @@ void MainWindow::onReady() {
         return;
     }
     const RoomSlot* own = ownSlot();
-    const bool wanted = own == nullptr || !own->ready;
-    sendRoomAction(QStringLiteral("ready"), {{QStringLiteral("ready"), wanted}},
-                   wanted ? QStringLiteral("准备中...") : QStringLiteral("取消准备中..."));
+    readyAsked = own == nullptr || !own->ready;
+    sendRoomAction(QStringLiteral("ready"), {{QStringLiteral("ready"), readyAsked}},
+                   readyAsked ? QStringLiteral("准备中...") : QStringLiteral("取消准备中..."));
 }
 
 void MainWindow::onStart() {
@@ -165,7 +172,7 @@ void MainWindow::moveToSlot(int target) {
 
 void MainWindow::onSlotDoubleClicked(int row) {
     const QTableWidgetItem* item = slotTable->item(row, 0);
-    if (startInFlight || !inRoom || item == nullptr) {
+    if (startInFlight() || !inRoom || isRoomPlaying(currentRoom) || item == nullptr) {
         return;
     }
     const int number = item->data(kSlotNumberRole).toInt();
@@ -198,12 +205,11 @@ void MainWindow::applyMapOption(const QString& key, const QString& value) {
 }
 
 void MainWindow::onBackToLobby() {
-    if (!inRoom || !isSignedIn()) {
+    if (!inRoom || !hasSession()) {
         leaveToLobby(QStringLiteral("已返回大厅。"));
         return;
     }
     if (isRoomPlaying(currentRoom)) {
-        leaveRequested = false;
         leaveToLobby(QStringLiteral("已返回大厅。"));
         return;
     }
@@ -221,7 +227,7 @@ void MainWindow::onBackToLobby() {
 void MainWindow::leaveToLobby(const QString& text) {
     resetCurrentRoom();
     clearRoomRenderCache();
-    forgetLeftRoom(launchMemory);
+    forgetExitedKey(launchMemory);
     enterLobby(text);
     requestRooms(true, QStringLiteral("刷新中..."));
 }
@@ -229,6 +235,11 @@ void MainWindow::leaveToLobby(const QString& text) {
 void MainWindow::resetCurrentRoom() {
     inRoom = false;
     currentRoom = RoomInfo();
+    // What was sent for the room means nothing any more.
+    leaveRequested = false;
+    roomActionRequest = 0;
+    detailRequest = 0;
+    roomClock.moved(client->requestsSent());
 }
 
 void MainWindow::clearRoomRenderCache() {
@@ -238,19 +249,24 @@ void MainWindow::clearRoomRenderCache() {
     }
 }
 
-void MainWindow::layPendingMapOptions() {
+void MainWindow::updateRoom(RoomInfo fresh) {
+    if (!isRoomPlaying(fresh)) {
+        forgetAll(launchMemory);  // whatever was launched here is over
+    }
+    currentRoom = std::move(fresh);
     for (auto it = pendingMapOptions.cbegin(); it != pendingMapOptions.cend(); ++it) {
         currentRoom.mapOptions.insert(it.key(), it.value());
     }
 }
 
-void MainWindow::enterRoom(const RoomInfo& room, const QString& text) {
+void MainWindow::enterRoom(RoomInfo room, const QString& text) {
     if (room.id != currentRoom.id) {
-        forgetExitedGame(launchMemory);
+        forgetExitedKeyAndRoom(launchMemory);
         pendingMapOptions.clear();
     }
-    currentRoom = room;
     inRoom = !room.id.isEmpty();
+    updateRoom(std::move(room));
+    roomClock.moved(client->requestsSent());
     clearRoomRenderCache();
     pageStack->setCurrentWidget(roomPage);
     renderRoomPage();
@@ -260,56 +276,65 @@ void MainWindow::enterRoom(const RoomInfo& room, const QString& text) {
 
 void MainWindow::onRoomActionResult(const QString& action, bool ok, RoomInfo room, QVector<RoomInfo> newRooms,
                                     const QString& error) {
-    setLobbyBusy(false);
-    setStartInFlight(false);
-    if (!acceptsResult(ok, error)) {
+    takeAnswer(entryRequest);
+    takeAnswer(roomActionRequest);
+    refreshLobbyButtons();
+    refreshRoomButtons();
+    if (!answerCounts() || endLostSession(error, !ok && isLoginExpiredError(error))) {
         return;
     }
     if (!newRooms.isEmpty()) {
+        if (room.id.isEmpty() && inRoom) {
+            room = roomById(newRooms, currentRoom.id);
+        }
         rooms = std::move(newRooms);
         renderRoomTable();
     }
-    if (ok) {
-        takeRoomActionSuccess(action, std::move(room));
-    } else {
+    const bool joins = action == QLatin1String("join");
+    if (!joins && !roomClock.replyIsForThisStay(client->answered(), currentRoom.id)) {
+        return;
+    }
+    if (!ok) {
         takeRoomActionFailure(action, error);
+    } else if (joins) {
+        takeJoin(std::move(room));
+    } else {
+        takeRoomActionSuccess(action, std::move(room));
     }
 }
 
-bool MainWindow::acceptsResult(bool ok, const QString& error) {
-    if (isAtSignIn()) {
-        return false;
-    }
-    if (!ok && isLoginExpiredError(error)) {
-        handleLoginExpired(error);
-        return false;
-    }
-    return true;
-}
-
-void MainWindow::takeRoomActionSuccess(const QString& action, RoomInfo room) {
-    if (room.id.isEmpty() && inRoom && findRoomIndex(currentRoom.id) >= 0) {
-        room = rooms.at(findRoomIndex(currentRoom.id));
+// The room that the server now has the player in, whatever its reply says of it.
+void MainWindow::takeJoin(RoomInfo room) {
+    const QString joined = client->answered().roomId;
+    if (room.id.isEmpty()) {
+        room = roomById(rooms, joined);
     }
     if (room.id.isEmpty() && selectedRoomIndex() >= 0) {
         room = rooms.at(selectedRoomIndex());
     }
+    if (room.id.isEmpty()) {
+        room.id = joined;
+    }
+    // A game that has ended in this room is not started again by coming back.
+    pendingMapOptions.clear();
+    currentRoom = room;
+    enterRoom(std::move(room), QString());
+    dispatchRoomActionResult(QStringLiteral("join"), true);
+}
+
+void MainWindow::takeRoomActionSuccess(const QString& action, RoomInfo room) {
     if (action == QLatin1String("leave") && leaveRequested) {
-        leaveRequested = false;
         leaveToLobby(QStringLiteral("已退出房间。"));
         return;
     }
-    if (!room.id.isEmpty()) {
-        if (!inRoom || room.id != currentRoom.id) {
-            pendingMapOptions.clear();
-        }
-        forgetEndedMatch(room);
-        currentRoom = std::move(room);
-        inRoom = true;
-        layPendingMapOptions();
+    const LobbyRequest& asked = client->answered();
+    const bool speaks = inRoom && room.id == currentRoom.id && roomClock.replySpeaks(asked);
+    if (speaks) {
+        roomClock.changed(asked, client->requestsSent());
+        updateRoom(std::move(room));
         renderRoomPage();
     }
-    dispatchRoomActionResult(action);
+    dispatchRoomActionResult(action, speaks);
 }
 
 void MainWindow::takeRoomActionFailure(const QString& action, const QString& error) {
@@ -330,12 +355,10 @@ void MainWindow::showOutcome(const QString& text) {
     }
 }
 
-void MainWindow::dispatchRoomActionResult(const QString& action) {
+void MainWindow::dispatchRoomActionResult(const QString& action, bool speaks) {
     const RoomSlot* own = ownSlot();
-    const ActionOutcome outcome = actionOutcome(action, own != nullptr && own->ready);
-    if (action == QLatin1String("join")) {
-        enterRoom(RoomInfo(currentRoom), outcome.text);
-    } else if (action == QLatin1String("move-slot")) {
+    const ActionOutcome outcome = actionOutcome(action, speaks && own != nullptr ? own->ready : readyAsked);
+    if (action == QLatin1String("move-slot")) {
         roomStatusLabel->clear();
         statusBar()->clearMessage();
     } else if (isShown(roomPage) || outcome.tellsOnAnyPage) {
@@ -347,21 +370,22 @@ void MainWindow::dispatchRoomActionResult(const QString& action) {
     if (action == QLatin1String("start")) {
         maybeAutoLaunch();
     }
-    if (outcome.refreshesRooms) {
+    if (outcome.refreshesRooms || !speaks) {
         requestRooms(false, QString());
     }
 }
 
 void MainWindow::onActionResult(const QString& action, bool ok, const QString& message) {
     const bool silent = ok && (action == QLatin1String("move-slot") || action == QLatin1String("map-options"));
-    if (!silent && !isAtSignIn()) {
+    if (!silent && answerCounts()) {
         showStatus(nullptr, QStringLiteral("[%1] %2").arg(action, message));
     }
 }
 
 void MainWindow::onRoomCreated(bool ok, const RoomInfo& room, QVector<RoomInfo> newRooms, const QString& error) {
-    setLobbyBusy(false);
-    if (!acceptsResult(ok, error)) {
+    takeAnswer(entryRequest);
+    refreshLobbyButtons();
+    if (!answerCounts() || endLostSession(error, !ok && isLoginExpiredError(error))) {
         return;
     }
     if (!newRooms.isEmpty()) {
@@ -380,20 +404,29 @@ void MainWindow::onRoomCreated(bool ok, const RoomInfo& room, QVector<RoomInfo> 
 }
 
 void MainWindow::onRoomDetailUpdated(bool ok, RoomInfo room, const QString& error) {
-    detailInFlight = false;
+    if (!takeAnswer(detailRequest) || !answerCounts() || endLostSession(error)) {
+        return;
+    }
     if (!ok) {
         if (isShown(roomPage) && !error.isEmpty()) {
             showStatus(roomStatusLabel, QStringLiteral("获取房间详情失败:") + error);
         }
-        allowNextAttempt(launchMemory);
+        forgetAttemptedKey(launchMemory);
         return;
     }
     if (!inRoom || room.id != currentRoom.id) {
         return;
     }
-    forgetEndedMatch(room);
-    currentRoom = std::move(room);
-    layPendingMapOptions();
+    const LobbyRequest& asked = client->answered();
+    if (!roomClock.listSpeaks(asked)) {
+        // The room has changed since the detail was asked for.
+        if (isRoomPlaying(currentRoom)) {
+            requestDetail();
+        }
+        return;
+    }
+    roomClock.changed(asked, client->requestsSent());
+    updateRoom(std::move(room));
     if (isShown(roomPage)) {
         renderRoomPage();
     }

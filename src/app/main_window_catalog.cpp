@@ -28,9 +28,10 @@ std::filesystem::path cacheDirOf(const std::u16string& clientRoot) {
 }
 
 // The body of the scan's task.
-Catalog scanMaps(const std::u16string& dataRoot, const std::u16string& clientRoot) {
+Catalog scanMaps(const std::u16string& dataRoot, const std::u16string& clientRoot, const std::stop_token& stop) {
     try {
-        return dataRoot.empty() ? Catalog() : NetPlay::scanMapCatalog(mapRootOf(dataRoot), cacheDirOf(clientRoot));
+        return dataRoot.empty() ? Catalog()
+                                : NetPlay::scanMapCatalog(mapRootOf(dataRoot), cacheDirOf(clientRoot), stop);
     } catch (const std::exception& error) {
         qWarning("map scan failed: %s", error.what());
         return {};
@@ -39,9 +40,9 @@ Catalog scanMaps(const std::u16string& dataRoot, const std::u16string& clientRoo
 
 // The body of the fingerprint's task.
 MainWindow::MapFingerprintResult fingerprintMap(MainWindow::MapFingerprintResult result,
-                                                const std::filesystem::path& cacheDir) {
+                                                const std::filesystem::path& cacheDir, const std::stop_token& stop) {
     try {
-        result.ok = NetPlay::computeMapFingerprint(result.map, cacheDir);
+        result.ok = NetPlay::computeMapFingerprint(result.map, cacheDir, stop);
     } catch (const std::exception& error) {
         qWarning("map fingerprint failed: %s", error.what());
         result.ok = false;
@@ -79,7 +80,7 @@ void MainWindow::loadMapCatalog(bool force) {
         catalogReady = false;
     }
     refreshLobbyButtons();
-    catalogWatcher.setFuture(QtConcurrent::run(scanMaps, paths.dataRoot, paths.clientRoot));
+    catalogWatcher.setFuture(QtConcurrent::run(scanMaps, paths.dataRoot, paths.clientRoot, backgroundEnd.get_token()));
 }
 
 void MainWindow::takeCatalog(Catalog catalog) {
@@ -90,6 +91,9 @@ void MainWindow::takeCatalog(Catalog catalog) {
 }
 
 void MainWindow::onCatalogLoaded() {
+    if (closing) {
+        return;
+    }
     takeCatalog(catalogWatcher.result());
     if (isShown(lobbyPage)) {
         showStatus(lobbyStatusLabel, QStringLiteral("地图已加载:%1 张，可以创建游戏。").arg(mapCatalog.size()));
@@ -133,9 +137,9 @@ void MainWindow::createWithFingerprintGate(CreateRoomRequest request) {
 void MainWindow::createRoomWith(const NetPlay::MapInfo& map, CreateRoomRequest request) {
     request.mapFingerprint = QString::fromStdString(map.fingerprint);
     request.mapFingerprintAlgo = QString::fromStdString(map.fingerprintAlgo);
-    setLobbyBusy(true);
     showStatus(lobbyStatusLabel, QStringLiteral("创建游戏中..."));
-    client->createRoom(request);
+    entryRequest = client->createRoom(request);
+    refreshLobbyButtons();
 }
 
 void MainWindow::joinWithFingerprintGate(const RoomInfo& room) {
@@ -149,7 +153,6 @@ void MainWindow::joinWithFingerprintGate(const RoomInfo& room) {
         refuseInLobby(gate.message);
         break;
     case MapGate::Outcome::needsFingerprint:
-        setLobbyBusy(true);
         runFingerprintTask({kFingerprintForJoin, false, QString(), *gate.map, CreateRoomRequest(), room, userName()});
         break;
     case MapGate::Outcome::open:
@@ -159,20 +162,26 @@ void MainWindow::joinWithFingerprintGate(const RoomInfo& room) {
 }
 
 void MainWindow::runFingerprintTask(const MapFingerprintResult& waiting) {
+    setMapCheckInFlight(true);
     showStatus(lobbyStatusLabel, QStringLiteral("正在校验地图版本..."));
-    fingerprintWatcher.setFuture(QtConcurrent::run(fingerprintMap, waiting, mapCacheDir()));
+    fingerprintWatcher.setFuture(QtConcurrent::run(fingerprintMap, waiting, mapCacheDir(), backgroundEnd.get_token()));
 }
 
 void MainWindow::onMapFingerprintFinished() {
+    if (closing) {
+        return;
+    }
     MapFingerprintResult result = fingerprintWatcher.result();
     const auto entry = std::find_if(mapCatalog.begin(), mapCatalog.end(),
                                     [&](const NetPlay::MapInfo& map) { return map.name == result.map.name; });
     if (result.ok && entry != mapCatalog.end()) {
         *entry = result.map;
     }
-    if (!isSignedIn() || result.userName != userName()) {
+    // Another player may have signed in meanwhile, or the same one anew.
+    if (!hasSession() || result.userName != userName() || !mapCheckInFlight) {
         return;
     }
+    setMapCheckInFlight(false);
     const bool creating = result.kind == kFingerprintForCreate;
     const QString fingerprint = QString::fromStdString(result.map.fingerprint);
     QString refusal = result.message;
@@ -182,7 +191,6 @@ void MainWindow::onMapFingerprintFinished() {
         refusal = QStringLiteral("地图版本不一致，请更新为房主地图版本。");
     }
     if (!refusal.isEmpty()) {
-        setLobbyBusy(false);
         refuseInLobby(refusal);
     } else if (creating) {
         createRoomWith(result.map, std::move(result.request));

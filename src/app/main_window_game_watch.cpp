@@ -43,13 +43,17 @@ void MainWindow::onGameExited(bool clean) {
     if (!outcome.roomText.isEmpty() && isShown(roomPage)) {
         showStatus(roomStatusLabel, outcome.roomText);
     }
-    if (isSignedIn()) {
+    if (hasSession()) {
         if (!roomPollTimer->isActive()) {
             roomPollTimer->start();
         }
         requestRooms(true, outcome.refreshText);
     }
     if (outcome.relaunch) {
-        QTimer::singleShot(kRelaunchDelay, this, &MainWindow::maybeAutoLaunch);
+        QTimer::singleShot(kRelaunchDelay, this, [this] {
+            if (takeRelaunch(launchMemory)) {
+                maybeAutoLaunch();
+            }
+        });
     }
 }

@@ -35,9 +35,9 @@ LaunchDefaults launchDefaults(const ClientPaths& paths, const ClientSettings& se
 
 // The background task: touches nothing of the window but its launcher, which is the task's until it has finished.
 MainWindow::LaunchResult runLaunch(GameLauncher* launcher, const GameLaunchRequest& request,
-                                   MainWindow::LaunchResult result) {
+                                   MainWindow::LaunchResult result, const std::stop_token& stop) {
     try {
-        result.ok = launcher->launch(request);
+        result.ok = launcher->launch(request, stop);
         result.pid = launcher->pid();
         if (!result.ok) {
             result.error = QString::fromStdU16String(launcher->lastError());
@@ -55,7 +55,12 @@ MainWindow::LaunchResult runLaunch(GameLauncher* launcher, const GameLaunchReque
 }  // namespace
 
 void MainWindow::launchGame(bool autoStart) {
-    if (!inRoom || launchInFlight) {
+    if (!inRoom) {
+        return;
+    }
+    if (launchInFlight) {
+        // Of another room or session: its end asks again.
+        forgetAttemptedKey(launchMemory);
         return;
     }
     if (ownSlot() != nullptr && isRoomHost()) {
@@ -65,17 +70,20 @@ void MainWindow::launchGame(bool autoStart) {
                                        selectedOptions(currentRoom.mapOptions, mapOptionCombos), currentRoomMap());
     if (!plan.error.isEmpty()) {
         if (autoStart) {
-            allowNextAttempt(launchMemory);
+            forgetAttemptedKey(launchMemory);
         }
-        showStatus(currentStatusLabel(), plan.error);
+        // What is missing may be in the detail that is on its way.
+        if (!autoStart || detailRequest == 0) {
+            showStatus(currentStatusLabel(), plan.error);
+        }
         return;
     }
-    setStartInFlight(true);
     const QString beginning = autoStart ? QStringLiteral("自动启动游戏中") : QStringLiteral("启动游戏中");
     showStatus(currentStatusLabel(), QStringLiteral("%1:%2:%3  map=%4  slot=%5")
                                          .arg(beginning, plan.host, QString::number(plan.port), plan.mapName,
                                               QString::number(plan.request.slot)));
     launchInFlight = true;
+    refreshRoomButtons();
     if (!autoStart) {
         settings.reconnectAttemptsLeft = settings.reconnectMaxAttempts;
     }
@@ -86,8 +94,10 @@ void MainWindow::launchGame(bool autoStart) {
     prepared.slot = plan.request.slot;
     prepared.sessionId = plan.request.sessionId;
     prepared.autoStart = autoStart;
-    launchWatcher.setFuture(
-        QtConcurrent::run(QThreadPool::globalInstance(), runLaunch, &gameLauncher, plan.request, prepared));
+    prepared.roomId = currentRoom.id;
+    prepared.userName = userName();
+    launchWatcher.setFuture(QtConcurrent::run(QThreadPool::globalInstance(), runLaunch, &gameLauncher, plan.request,
+                                              prepared, backgroundEnd.get_token()));
 }
 
 void MainWindow::onLaunch() {
@@ -95,33 +105,42 @@ void MainWindow::onLaunch() {
 }
 
 void MainWindow::onLaunchFinished() {
-    const LaunchResult result = launchWatcher.result();
     launchInFlight = false;
-    if (!result.ok) {
-        setStartInFlight(false);
-        showStatus(currentStatusLabel(), QStringLiteral("启动失败:") + result.error);
-        if (result.autoStart) {
-            allowNextAttempt(launchMemory);
-        }
+    if (closing) {
         return;
     }
-    // The game is watched even when the player has left the room or signed out meanwhile.
-    gameRunning = true;
-    gamePid = result.pid;
-    roomPollTimer->stop();
-    roomsFetchInFlight = false;
-    roomsFetchVisible = false;
-    gameWatchTimer->start();
-    if (inRoom) {
-        rememberLaunch(launchMemory, launchFacts(), result.sessionId);
+    const LaunchResult result = launchWatcher.result();
+    // By now the player may have left the room or signed out.
+    const bool isOwn = hasSession() && result.userName == userName();
+    const bool isHere = isOwn && inRoom && result.roomId == currentRoom.id;
+    const QString key = launchKey(result.roomId, static_cast<int>(result.sessionId), result.userName);
+    if (result.ok) {
+        gameRunning = true;
+        gamePid = result.pid;
+        roomPollTimer->stop();
+        gameWatchTimer->start();
+        rememberLaunch(launchMemory, launchFacts(), key, result.roomId);
+    } else if (isHere) {
+        forgetDueKey(launchMemory);
+        if (result.autoStart) {
+            forgetAttemptedKey(launchMemory);
+        }
     }
-    setStartInFlight(false);
-    showStatus(currentStatusLabel(), QStringLiteral("已启动游戏:%1:%2  slot=%3  session=%4")
-                                         .arg(result.host, QString::number(result.port), QString::number(result.slot),
-                                              QString::number(result.sessionId)));
-    if (inRoom && currentRoom.gameUserId == result.userId) {
+    refreshLobbyButtons();
+    refreshRoomButtons();
+    if (isOwn) {
+        showStatus(currentStatusLabel(), result.ok
+                                             ? QStringLiteral("已启动游戏:%1:%2  slot=%3  session=%4")
+                                                   .arg(result.host, QString::number(result.port),
+                                                        QString::number(result.slot), QString::number(result.sessionId))
+                                             : QStringLiteral("启动失败:") + result.error);
+    }
+    if (result.ok && isHere && currentRoom.gameUserId == result.userId) {
         client->roomAction(currentRoom.id, QStringLiteral("launch-done"),
                            {{QStringLiteral("user_id"), result.userId}, {QStringLiteral("pid"), qint64{result.pid}}});
+    }
+    if (key != launchKey(currentRoom.id, currentRoom.sessionId, userName())) {
+        maybeAutoLaunch();  // what this launch held up
     }
 }
 
@@ -150,5 +169,5 @@ QVector<MapOptionIndex> MainWindow::mapOptionPairs() {
 }
 
 LaunchFacts MainWindow::launchFacts() const {
-    return {currentRoom, userName(), isSignedIn(), inRoom, startInFlight};
+    return {currentRoom, userName(), hasSession(), inRoom, startInFlight()};
 }

@@ -135,7 +135,7 @@ QLayout* MainWindow::buildLobbyBottom() {
 void MainWindow::enterLobby(const QString& text) {
     pageStack->setCurrentWidget(lobbyPage);
     roomPollTimer->setInterval(kPollIntervalMs);
-    allowNextAttempt(launchMemory);
+    forgetAttemptedKey(launchMemory);
     lobbyUserLabel->setText(QStringLiteral("已登录：") + shownText(userName()));
     QString message = text.isEmpty() ? QStringLiteral("选择房间或创建房间。") : text;
     if (!catalogReady) {
@@ -189,8 +189,8 @@ void MainWindow::fillRoomTable(const QString& filter, const QString& preferredId
 
 void MainWindow::refreshLobbyButtons() {
     const int row = selectedRoomIndex();
-    const LobbyButtons buttons = lobbyButtons(
-        {isSignedIn(), lobbyBusy, catalogReady || !mapCatalog.empty(), row < 0 ? nullptr : &rooms.at(row), userName()});
+    const LobbyButtons buttons = lobbyButtons({hasSession(), lobbyBusy(), catalogReady || !mapCatalog.empty(),
+                                               row < 0 ? nullptr : &rooms.at(row), userName()});
     refreshButton->setEnabled(buttons.refresh);
     logoutButton->setEnabled(buttons.logout);
     createRoomButton->setEnabled(buttons.createRoom);
@@ -199,8 +199,12 @@ void MainWindow::refreshLobbyButtons() {
     joinButton->setToolTip(buttons.joinTip);
 }
 
-void MainWindow::setLobbyBusy(bool busy) {
-    lobbyBusy = busy;
+bool MainWindow::lobbyBusy() const {
+    return entryRequest != 0 || mapCheckInFlight || (roomsRequest != 0 && roomsFetchVisible);
+}
+
+void MainWindow::setMapCheckInFlight(bool inFlight) {
+    mapCheckInFlight = inFlight;
     refreshLobbyButtons();
 }
 
@@ -243,15 +247,14 @@ void MainWindow::joinRoomConfirmed(const RoomInfo& room) {
     QJsonObject extra;
     if (room.isPrivate || room.hasPassword) {
         const std::optional<QString> password = askRoomPassword(this, roomName(room));
-        if (!password || !isSignedIn()) {
-            setLobbyBusy(false);
+        if (!password || closing || endLostSession(QString())) {
             return;
         }
         extra.insert(QStringLiteral("password"), *password);
     }
-    setLobbyBusy(true);
     showStatus(lobbyStatusLabel, QStringLiteral("进入房间中..."));
-    client->roomAction(room.id, QStringLiteral("join"), extra);
+    entryRequest = client->roomAction(room.id, QStringLiteral("join"), extra);
+    refreshLobbyButtons();
 }
 
 void MainWindow::onCreateRoom() {
@@ -261,8 +264,7 @@ void MainWindow::onCreateRoom() {
         return;
     }
     CreateRoomDialog dialog(userName(), mapCatalog, this);
-    // The session may have died under the dialog, and what the player reads of that stays.
-    if (dialog.exec() == QDialog::Accepted && isSignedIn()) {
+    if (dialog.exec() == QDialog::Accepted && !closing && !endLostSession(QString())) {
         showStatus(lobbyStatusLabel, QStringLiteral("创建游戏中..."));
         createWithFingerprintGate(dialog.request());
     }

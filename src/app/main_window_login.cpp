@@ -103,10 +103,14 @@ void MainWindow::setAuthBusy(bool busy) {
     }
 }
 
-void MainWindow::showLoginPage() {
+void MainWindow::stopPolling() {
     roomPollTimer->stop();
-    roomsFetchInFlight = false;
+    roomsRequest = 0;
     roomsFetchVisible = false;
+}
+
+void MainWindow::showLoginPage() {
+    stopPolling();
     pageStack->setCurrentWidget(loginPage);
     setAuthBusy(false);
     showStatus(loginStatusLabel, QStringLiteral("请输入账号密码。"));
@@ -114,9 +118,7 @@ void MainWindow::showLoginPage() {
 }
 
 void MainWindow::showRegisterPage() {
-    roomPollTimer->stop();
-    roomsFetchInFlight = false;
-    roomsFetchVisible = false;
+    stopPolling();
     pageStack->setCurrentWidget(registerPage);
     registerStatusLabel->setText(QStringLiteral("请输入用户名和密码，由服务器创建或验证账户。"));
     registerUserEdit->setText(loginUserEdit->text().trimmed());
@@ -168,9 +170,6 @@ void MainWindow::onLoginResult(bool ok, const QString& message) {
         return;
     }
     showStatus(label, message);
-    // What the last session still waited for when it was lost.
-    leaveRequested = false;
-    detailInFlight = false;
     enterLobby(QStringLiteral("登录成功，正在刷新房间..."));
     if (!gameRunning && !roomPollTimer->isActive()) {
         roomPollTimer->start();
@@ -181,19 +180,20 @@ void MainWindow::onLoginResult(bool ok, const QString& message) {
 
 // What logging out and losing the session have in common, up to the empty lobby.
 void MainWindow::stopSession() {
-    roomPollTimer->stop();
+    closeDialogs();
+    stopPolling();
     gameWatchTimer->stop();
-    roomsFetchInFlight = false;
-    roomsFetchVisible = false;
     gameRunning = false;
     gamePid = 0;
     client->clearSession();
-    setLobbyBusy(false);
-    setStartInFlight(false);
+    entryRequest = 0;
+    mapCheckInFlight = false;
     rooms.clear();
     resetCurrentRoom();
     clearRoomRenderCache();
-    forgetDeadSession(launchMemory);
+    forgetAll(launchMemory);
+    renderRoomTable();
+    refreshRoomButtons();
 }
 
 void MainWindow::onLogout() {
@@ -201,10 +201,7 @@ void MainWindow::onLogout() {
     registerPending = false;
     stopSession();
     pendingMapOptions.clear();
-    forgetSession(launchMemory);
-    leaveRequested = false;
     restoreRoomOnLogin = false;
-    renderRoomTable();
     showLoginPage();
     showStatus(loginStatusLabel, QStringLiteral("已退出登录，请重新登录。"));
     loginUserEdit->setFocus();
@@ -212,8 +209,16 @@ void MainWindow::onLogout() {
 
 void MainWindow::handleLoginExpired(const QString& serverText) {
     stopSession();
-    setAuthBusy(false);
-    renderRoomTable();
     showLoginPage();
     showStatus(loginStatusLabel, loginExpiredText(serverText));
+}
+
+bool MainWindow::endLostSession(const QString& serverText, bool saysSo) {
+    if (hasSession() && !saysSo) {
+        return false;
+    }
+    if (!isOnLoginPages()) {
+        handleLoginExpired(serverText);
+    }
+    return true;
 }

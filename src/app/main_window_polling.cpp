@@ -4,47 +4,56 @@
 #include "room/lobby_rules.h"
 #include "room/poll_rules.h"
 #include "room/room_rules.h"
+#include "room/session_rules.h"
 
 #include <QJsonObject>
 #include <QLabel>
 #include <QStackedWidget>
 
 #include <algorithm>
+#include <utility>
 
 void MainWindow::pollRooms() {
-    if (isShown(lobbyPage) || isShown(roomPage)) {
+    if ((isShown(lobbyPage) || isShown(roomPage)) && !endLostSession(QString())) {
         requestRooms(false, QString());
     }
 }
 
 void MainWindow::requestRooms(bool visible, const QString& text) {
-    if (!isSignedIn() || roomsFetchInFlight || (gameRunning && !visible)) {
+    if (!hasSession() || roomsRequest != 0 || (gameRunning && !visible)) {
         return;
     }
     if (isShown(roomPage)) {
         sendRoomHeartbeat();
     }
-    roomsFetchInFlight = true;
     roomsFetchVisible = visible;
+    roomsRequest = client->fetchRooms();
     if (visible) {
-        setLobbyBusy(isShown(lobbyPage));
-        if (isShown(roomPage)) {
-            setStartInFlight(true);
-        }
+        refreshLobbyButtons();
+        refreshRoomButtons();
         if (!text.isEmpty()) {
             showStatus(currentStatusLabel(), text);
         }
     }
-    client->fetchRooms();
+}
+
+void MainWindow::requestDetail() {
+    if (detailRequest == 0) {
+        detailRequest = client->fetchRoomDetail(currentRoom.id);
+    }
 }
 
 void MainWindow::sendRoomHeartbeat() {
-    if (isSignedIn() && inRoom && !currentRoom.id.isEmpty() && !leaveRequested && !isRoomPlaying(currentRoom)) {
+    if (hasSession() && inRoom && !currentRoom.id.isEmpty() && !leaveRequested && !isRoomPlaying(currentRoom)) {
         client->sendHeartbeat(currentRoom.id, QJsonObject());
     }
 }
 
 void MainWindow::onHeartbeatResult(bool ok) {
+    if (!answerCounts() || endLostSession(QString()) ||
+        !roomClock.replyIsForThisStay(client->answered(), currentRoom.id)) {
+        return;
+    }
     heartbeatFailures = ok ? 0 : std::min(heartbeatFailures + 1, 1000);
     setConnectionState(connectionStateAfter(heartbeatFailures));
 }
@@ -60,14 +69,13 @@ void MainWindow::setConnectionState(int state) {
 }
 
 void MainWindow::onRoomsUpdated(QVector<RoomInfo> newRooms, const QString& error) {
-    const bool wasVisible = roomsFetchVisible;
-    roomsFetchInFlight = false;
-    roomsFetchVisible = false;
-    setLobbyBusy(false);
-    if (wasVisible && isShown(roomPage)) {
-        setStartInFlight(false);
+    if (!takeAnswer(roomsRequest)) {
+        return;
     }
-    if (!acceptsResult(error.isEmpty(), error)) {
+    const bool wasVisible = std::exchange(roomsFetchVisible, false);
+    refreshLobbyButtons();
+    refreshRoomButtons();
+    if (!answerCounts() || endLostSession(error, isLoginExpiredError(error))) {
         return;
     }
     rooms = std::move(newRooms);
@@ -78,15 +86,19 @@ void MainWindow::onRoomsUpdated(QVector<RoomInfo> newRooms, const QString& error
         }
         return;
     }
-    if (restoreRoom() || (inRoom && !updateCurrentRoom())) {
+    const bool speaks = roomClock.listSpeaks(client->answered());
+    if (speaks && (restoreRoom() || (inRoom && !followRoom()))) {
         return;
     }
     if (wasVisible && isShown(lobbyPage)) {
         showStatus(lobbyStatusLabel, QStringLiteral("房间已刷新:%1 个").arg(rooms.size()));
     }
+    if (!speaks) {
+        // The room has changed since the list was asked for.
+        requestRooms(false, QString());
+    }
 }
 
-// True when the player was put back into the room where the server still has them.
 bool MainWindow::restoreRoom() {
     if (!restoreRoomOnLogin) {
         return false;
@@ -101,20 +113,13 @@ bool MainWindow::restoreRoom() {
     return true;
 }
 
-// The end of a match may show in a detail or an action's reply before a poll could see it. Once the own game has ended
-// too, any of them clears the way for the next match.
-void MainWindow::forgetEndedMatch(const RoomInfo& fresh) {
-    if (!fresh.id.isEmpty() && fresh.id == launchMemory.exitedRoomId && !isRoomPlaying(fresh)) {
-        forgetMatch(launchMemory);
-    }
-}
-
-bool MainWindow::updateCurrentRoom() {
-    const RoomUpdate update = judgeRoomUpdate(currentRoom, rooms, userName());
+bool MainWindow::followRoom() {
+    roomClock.listed(client->answered());
+    const RoomUpdate update = judgeRoomUpdate(currentRoom.id, rooms, userName());
     if (update.outcome == RoomUpdate::Outcome::missing) {
         if (isShown(roomPage)) {
             resetCurrentRoom();
-            forgetLeftRoom(launchMemory);
+            forgetExitedKey(launchMemory);
             clearRoomRenderCache();
             enterLobby(QStringLiteral("房间已关闭，已返回大厅。"));
         }
@@ -124,24 +129,20 @@ bool MainWindow::updateCurrentRoom() {
         resetCurrentRoom();
         clearRoomRenderCache();
         pendingMapOptions.clear();
-        forgetLeftRoom(launchMemory);
+        forgetAttemptedKey(launchMemory);
+        forgetExitedKey(launchMemory);
         if (isShown(roomPage)) {
             enterLobby(QStringLiteral("你已被移出房间。"));
         }
         return false;
     }
-    if (update.matchEnded) {
-        forgetMatch(launchMemory);
+    if (update.wantsDetail) {
+        // Before anything is launched: the list may lack what the launch needs.
+        requestDetail();
     }
-    forgetEndedMatch(*update.room);
-    currentRoom = *update.room;
-    layPendingMapOptions();
+    updateRoom(*update.room);
     if (isShown(roomPage)) {
         renderRoomPage();
-    }
-    if (update.wantsDetail && !detailInFlight) {
-        detailInFlight = true;
-        client->fetchRoomDetail(currentRoom.id);
     }
     return true;
 }

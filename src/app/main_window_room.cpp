@@ -354,7 +354,7 @@ void MainWindow::renderRoomChat() {
 
 void MainWindow::refreshRoomButtons() {
     const RoomButtons buttons =
-        roomButtons({currentRoom, userName(), isSignedIn(), inRoom, startInFlight, chatEdit->text()});
+        roomButtons({currentRoom, userName(), hasSession(), inRoom, startInFlight(), chatEdit->text()});
     if (chatEdit->hasFocus() && !buttons.chatEdit) {
         // Otherwise the focus wanders to a button, and what is typed on presses it.
         chatEdit->clearFocus();
@@ -370,18 +370,23 @@ void MainWindow::refreshRoomButtons() {
     applyButton(launchButton, buttons.launch);
 }
 
+QVector<SlotMenuEntry> MainWindow::selectedSlotMenu() const {
+    const QTableWidgetItem* slot = slotTable->item(slotTable->currentRow(), 0);
+    if (slot == nullptr || !hasSession() || !inRoom) {
+        return {};
+    }
+    return slotMenu({currentRoom, userName(), startInFlight(), slot->data(kSlotNumberRole).toInt(),
+                     slot->data(kPlayerSlotRole).toBool(), slot->data(kOccupiedRole).toBool(),
+                     slot->data(kLockedRole).toBool(), slot->data(kOccupantRole).toString()});
+}
+
 void MainWindow::showSlotMenu(const QPoint& position) {
     const QTableWidgetItem* clicked = slotTable->itemAt(position);
-    if (clicked == nullptr || !isSignedIn() || !inRoom) {
+    if (clicked == nullptr || !hasSession() || !inRoom) {
         return;
     }
-    const int row = clicked->row();
-    slotTable->selectRow(row);
-    const QTableWidgetItem* slot = slotTable->item(row, 0);
-    const int number = slot->data(kSlotNumberRole).toInt();
-    const QVector<SlotMenuEntry> entries = slotMenu(
-        {currentRoom, userName(), startInFlight, number, slot->data(kPlayerSlotRole).toBool(),
-         slot->data(kOccupiedRole).toBool(), slot->data(kLockedRole).toBool(), slot->data(kOccupantRole).toString()});
+    slotTable->selectRow(clicked->row());
+    const QVector<SlotMenuEntry> entries = selectedSlotMenu();
     if (entries.isEmpty()) {
         return;
     }
@@ -389,12 +394,19 @@ void MainWindow::showSlotMenu(const QPoint& position) {
     for (const SlotMenuEntry& entry : entries) {
         QAction* action = entry.text.isEmpty() ? menu.addSeparator() : menu.addAction(entry.text);
         action->setEnabled(entry.enabled);
-        // The room goes on while the menu is open: it may be left, or busy, by the time of the choice.
-        connect(action, &QAction::triggered, this, [this, command = entry.command, number, id = currentRoom.id] {
-            if (inRoom && currentRoom.id == id && !startInFlight) {
-                runSlotCommand(command, number);
-            }
-        });
+        // The room goes on while the menu is open: the choice is for what the menu was opened on, if that is still so.
+        connect(action, &QAction::triggered, this,
+                [this, command = entry.command, number = selectedSlotNumber(), name = selectedSlotName(),
+                 id = currentRoom.id] {
+                    const QVector<SlotMenuEntry> now = selectedSlotMenu();
+                    const bool allowed = std::any_of(now.begin(), now.end(), [command](const SlotMenuEntry& other) {
+                        return other.command == command && other.enabled;
+                    });
+                    if (allowed && currentRoom.id == id && selectedSlotNumber() == number &&
+                        selectedSlotName() == name) {
+                        runSlotCommand(command, number);
+                    }
+                });
     }
     menu.exec(slotTable->viewport()->mapToGlobal(position));
 }

@@ -229,7 +229,7 @@ void MainWindow::saveSettingsFromPage() {
         return;
     }
     // The client's own address, as a save that failed above has changed the settings' one already.
-    const bool endsSession = isSignedIn() && settings.lobbyHttp != client->baseUrl();
+    const bool endsSession = hasSession() && settings.lobbyHttp != client->baseUrl();
     if (endsSession) {
         onLogout();
     }

@@ -3,8 +3,7 @@
 #include "room/launch_plan.h"
 #include "room/room_rules.h"
 
-#include <algorithm>
-#include <limits>
+#include <utility>
 
 namespace {
 
@@ -16,9 +15,14 @@ bool hasExited(const LaunchMemory& memory, const RoomInfo& room, const QString& 
     return (!memory.exitedRoomId.isEmpty() && memory.exitedRoomId == room.id) || memory.exitedLaunchKey == key;
 }
 
-bool mayRelaunch(const LaunchFacts& facts, const GameExit& exit) {
+// Whether the game that runs was started for another room than the player is in.
+bool isOfAnotherRoom(const LaunchMemory& memory, const LaunchFacts& facts) {
+    return facts.inRoom && !memory.launchedRoomId.isEmpty() && memory.launchedRoomId != facts.room.id;
+}
+
+bool mayRelaunch(const LaunchMemory& memory, const LaunchFacts& facts, const GameExit& exit) {
     return !exit.clean && !exit.skipRelaunch && exit.reconnectOnCrash && exit.maxAttempts >= 1 &&
-           exit.attemptsLeft >= 1 && facts.inRoom && isRoomPlaying(facts.room) &&
+           exit.attemptsLeft >= 1 && facts.inRoom && isRoomPlaying(facts.room) && !isOfAnotherRoom(memory, facts) &&
            findOwnSlot(facts.room, facts.userName) != nullptr && hasLaunchIdentity(facts.room);
 }
 
@@ -44,6 +48,8 @@ void rememberExit(LaunchMemory& memory, const LaunchFacts& facts) {
     }
     if (!key.isEmpty()) {
         memory.exitedLaunchKey = key;
+    }
+    if (!key.isEmpty() && !isOfAnotherRoom(memory, facts)) {
         memory.attemptedLaunchKey = key;
         cancelScheduledLaunch(memory);
     }
@@ -60,11 +66,12 @@ AutoLaunch decideAutoLaunch(LaunchMemory& memory, const LaunchFacts& facts) {
         return {};
     }
     const QString key = currentKey(facts);
-    if (hasExited(memory, facts.room, key) || memory.attemptedLaunchKey == key) {
+    if (hasExited(memory, facts.room, key) || memory.attemptedLaunchKey == key || memory.launchedLaunchKey == key ||
+        memory.relaunchWaits) {
         return {};
     }
     memory.attemptedLaunchKey = key;
-    const int delay = launchDelay(facts.room.launchDelayMs);
+    const int delay = memory.dueLaunchKey == key ? 0 : launchDelay(facts.room.launchDelayMs);
     if (delay == 0) {
         cancelScheduledLaunch(memory);
         return {AutoLaunch::Outcome::now, key, 0};
@@ -80,63 +87,63 @@ bool takeScheduledLaunch(LaunchMemory& memory, const QString& key, const LaunchF
     }
     cancelScheduledLaunch(memory);
     if (!facts.inRoom || !isRoomPlaying(facts.room)) {
-        allowNextAttempt(memory);
+        forgetAttemptedKey(memory);
         return false;
     }
     // Afresh, as the session may have changed during the wait.
     const QString keyNow = currentKey(facts);
     memory.attemptedLaunchKey = keyNow;
+    memory.dueLaunchKey = keyNow;
     return !hasExited(memory, facts.room, keyNow);
 }
 
-void rememberLaunch(LaunchMemory& memory, const LaunchFacts& facts, std::uint32_t sessionId) {
-    constexpr std::uint32_t kMaxSession = std::numeric_limits<int>::max();
-    const int session = static_cast<int>(std::min(sessionId, kMaxSession));
-    memory.attemptedLaunchKey = launchKey(facts.room.id, session, facts.userName);
-    memory.launchedLaunchKey = memory.attemptedLaunchKey;
-    memory.launchedRoomId = facts.room.id;
-    cancelScheduledLaunch(memory);
+void rememberLaunch(LaunchMemory& memory, const LaunchFacts& facts, const QString& key, const QString& roomId) {
+    memory.launchedLaunchKey = key;
+    memory.launchedRoomId = roomId;
+    if (!isOfAnotherRoom(memory, facts)) {
+        memory.attemptedLaunchKey = key;
+        memory.dueLaunchKey.clear();
+        cancelScheduledLaunch(memory);
+    }
 }
 
 GameExitOutcome takeGameExit(LaunchMemory& memory, const LaunchFacts& facts, const GameExit& exit) {
-    const bool relaunch = mayRelaunch(facts, exit);
+    const bool relaunch = mayRelaunch(memory, facts, exit);
     if (!relaunch) {
         rememberExit(memory, facts);
         forgetRunningGame(memory);
         return {false, exit.attemptsLeft, QString(), QStringLiteral("游戏已退出，正在刷新房间...")};
     }
-    allowNextAttempt(memory);
+    forgetAttemptedKey(memory);
     cancelScheduledLaunch(memory);
     forgetRunningGame(memory);
+    memory.relaunchWaits = true;
     const int left = exit.attemptsLeft - 1;
     return {true, left, QStringLiteral("游戏意外退出，正在尝试重连…（剩余 %1 次）").arg(left),
             QStringLiteral("游戏退出后重连中...")};
 }
 
-void allowNextAttempt(LaunchMemory& memory) {
+bool takeRelaunch(LaunchMemory& memory) {
+    return std::exchange(memory.relaunchWaits, false);
+}
+
+void forgetAttemptedKey(LaunchMemory& memory) {
     memory.attemptedLaunchKey.clear();
 }
 
-void forgetLeftRoom(LaunchMemory& memory) {
-    memory.attemptedLaunchKey.clear();
+void forgetDueKey(LaunchMemory& memory) {
+    memory.dueLaunchKey.clear();
+}
+
+void forgetExitedKey(LaunchMemory& memory) {
     memory.exitedLaunchKey.clear();
 }
 
-void forgetExitedGame(LaunchMemory& memory) {
+void forgetExitedKeyAndRoom(LaunchMemory& memory) {
     memory.exitedLaunchKey.clear();
     memory.exitedRoomId.clear();
 }
 
-void forgetMatch(LaunchMemory& memory) {
+void forgetAll(LaunchMemory& memory) {
     memory = LaunchMemory();
-}
-
-void forgetDeadSession(LaunchMemory& memory) {
-    forgetExitedGame(memory);
-    forgetRunningGame(memory);
-}
-
-void forgetSession(LaunchMemory& memory) {
-    forgetDeadSession(memory);
-    allowNextAttempt(memory);
 }

@@ -6,8 +6,6 @@
 
 #include <QString>
 
-#include <cstdint>
-
 // The keys are launchKey()s (room/launch_plan.h); an empty text stands for none.
 struct LaunchMemory {
     QString attemptedLaunchKey;  // was tried: not again
@@ -17,6 +15,8 @@ struct LaunchMemory {
     QString launchedRoomId;
     QString scheduledLaunchKey;  // waits for the synchronised start
     bool launchScheduled = false;
+    QString dueLaunchKey;        // its wait is over, but something held the launch up: no second wait
+    bool relaunchWaits = false;  // after a crash, for the room's fresh state
     bool operator==(const LaunchMemory& other) const = default;
 };
 
@@ -25,7 +25,7 @@ struct LaunchFacts {
     QString userName;
     bool signedIn = false;
     bool inRoom = false;
-    bool busy = false;  // an action or a launch is in flight
+    bool busy = false;  // an action, a visible refresh or a launch is in flight
 };
 
 struct AutoLaunch {
@@ -40,14 +40,15 @@ struct AutoLaunch {
 };
 
 // Whether a room update leads to a launch. A room is launched once a session, and not again after its game has ended.
+// What something else holds up counts as not attempted, so that a later update tries it.
 AutoLaunch decideAutoLaunch(LaunchMemory& memory, const LaunchFacts& facts);
 
 // The end of the wait that decideAutoLaunch asked for: true when the game is to be launched now. A wait that was called
 // off or followed by another is ignored; a room that no longer plays may be launched later.
 bool takeScheduledLaunch(LaunchMemory& memory, const QString& key, const LaunchFacts& facts);
 
-// The game of this room's session runs.
-void rememberLaunch(LaunchMemory& memory, const LaunchFacts& facts, std::uint32_t sessionId);
+// The game of this key and room runs, which need not be the room of `facts` any more.
+void rememberLaunch(LaunchMemory& memory, const LaunchFacts& facts, const QString& key, const QString& roomId);
 
 struct GameExit {
     bool clean = false;         // the exit code is known and 0
@@ -58,7 +59,7 @@ struct GameExit {
 };
 
 struct GameExitOutcome {
-    bool relaunch = false;  // decideAutoLaunch() is to be asked again after a moment
+    bool relaunch = false;  // after a moment takeRelaunch() is to be asked; until then nothing is launched
     int attemptsLeft = 0;
     QString roomText;     // for the room page; empty for nothing
     QString refreshText;  // for the refresh of the rooms that follows
@@ -67,15 +68,17 @@ struct GameExitOutcome {
 // The game has ended. Without a relaunch, its room is not launched again until it has stopped playing.
 GameExitOutcome takeGameExit(LaunchMemory& memory, const LaunchFacts& facts, const GameExit& exit);
 
-// The next room update may launch: the lobby is entered, a room's detail or an automatic launch has failed.
-void allowNextAttempt(LaunchMemory& memory);
-// The user is out of the room, by will or not.
-void forgetLeftRoom(LaunchMemory& memory);
+// The moment before a relaunch is over: true when decideAutoLaunch() is to be asked again.
+bool takeRelaunch(LaunchMemory& memory);
+
+// What is forgotten when. Each says by its name which fields go.
+// The lobby is entered, a room's detail or an automatic launch has failed: the next room update may launch.
+void forgetAttemptedKey(LaunchMemory& memory);
+// A launch has failed: the next attempt waits anew.
+void forgetDueKey(LaunchMemory& memory);
+// The player is out of the room, by will or not.
+void forgetExitedKey(LaunchMemory& memory);
 // Another room is entered than the one before.
-void forgetExitedGame(LaunchMemory& memory);
-// The room has stopped playing: the next match is launched even with the same session id.
-void forgetMatch(LaunchMemory& memory);
-// The server no longer knows the session. Other than after signing out, what was attempted and what waits stay.
-void forgetDeadSession(LaunchMemory& memory);
-// The user has signed out.
-void forgetSession(LaunchMemory& memory);
+void forgetExitedKeyAndRoom(LaunchMemory& memory);
+// The room does not play, or the session is over: the next match is launched even with the same session id.
+void forgetAll(LaunchMemory& memory);

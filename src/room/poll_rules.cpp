@@ -7,17 +7,16 @@
 
 #include <algorithm>
 
-RoomUpdate judgeRoomUpdate(const RoomInfo& current, const QVector<RoomInfo>& rooms, const QString& userName) {
+RoomUpdate judgeRoomUpdate(const QString& roomId, const QVector<RoomInfo>& rooms, const QString& userName) {
     const auto fresh =
-        std::find_if(rooms.begin(), rooms.end(), [&](const RoomInfo& room) { return room.id == current.id; });
+        std::find_if(rooms.begin(), rooms.end(), [&](const RoomInfo& room) { return room.id == roomId; });
     if (fresh == rooms.end()) {
         return {};
     }
     if (!isRoomMember(*fresh, userName)) {
         return {RoomUpdate::Outcome::removed, &*fresh};
     }
-    const bool playing = isRoomPlaying(*fresh);
-    return {RoomUpdate::Outcome::present, &*fresh, isRoomPlaying(current) && !playing, playing};
+    return {RoomUpdate::Outcome::present, &*fresh, isRoomPlaying(*fresh)};
 }
 
 int connectionStateAfter(int heartbeatFailures) {
@@ -37,7 +36,7 @@ ConnectionLook connectionLook(int state) {
     }
 }
 
-ActionOutcome actionOutcome(const QString& action, bool ownReady) {
+ActionOutcome actionOutcome(const QString& action, bool ready) {
     if (action == QLatin1String("join")) {
         return {QStringLiteral("已进入房间。"), true};
     }
@@ -54,7 +53,7 @@ ActionOutcome actionOutcome(const QString& action, bool ownReady) {
         return {QStringLiteral("消息已发送。")};
     }
     if (action == QLatin1String("ready")) {
-        return {ownReady ? QStringLiteral("已准备。") : QStringLiteral("已取消准备。")};
+        return {ready ? QStringLiteral("已准备。") : QStringLiteral("已取消准备。")};
     }
     static const QStringList settingsActions{QStringLiteral("kick"), QStringLiteral("transfer-host"),
                                              QStringLiteral("lock-slot"), QStringLiteral("unlock-slot"),

@@ -15,11 +15,10 @@ struct RoomUpdate {
     };
     Outcome outcome = Outcome::missing;
     const RoomInfo* room = nullptr;  // into the list; null when missing
-    bool matchEnded = false;         // present, and no longer in play
     bool wantsDetail = false;        // present and in play: the list may lack what the launch needs
 };
 
-RoomUpdate judgeRoomUpdate(const RoomInfo& current, const QVector<RoomInfo>& rooms, const QString& userName);
+RoomUpdate judgeRoomUpdate(const QString& roomId, const QVector<RoomInfo>& rooms, const QString& userName);
 
 // The connection's state after so many heartbeats failed in a row: 0 connected, 1 reconnecting, 2 disconnected.
 int connectionStateAfter(int heartbeatFailures);
@@ -39,5 +38,6 @@ struct ActionOutcome {
     bool confirmsOptions = false;  // the server now has the host's choices of map options
 };
 
-// `ownReady` counts for "ready" alone. An action that the client does not know is told by its name.
-ActionOutcome actionOutcome(const QString& action, bool ownReady);
+// `ready`, whether the player is ready now, counts for "ready" alone. An action that the client does not know is told
+// by its name.
+ActionOutcome actionOutcome(const QString& action, bool ready);

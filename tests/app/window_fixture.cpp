@@ -16,8 +16,19 @@ Script refusal(const QByteArray& text) {
 
 LobbyScript::LobbyScript() : ScriptedServer([this](const ScriptedRequest& request) { return answer(request); }) {}
 
-Script LobbyScript::answer(const ScriptedRequest& request) const {
+QByteArray LobbyScript::wordOf(const ScriptedRequest& request) {
     const QByteArray word = request.target.mid(request.target.lastIndexOf('/') + 1);
+    return word == "rooms" && request.method == "POST" ? "create" : word;
+}
+
+Script LobbyScript::answer(const ScriptedRequest& request) const {
+    Script script = answerAtOnce(request);
+    script.held = holds.contains(wordOf(request));
+    return script;
+}
+
+Script LobbyScript::answerAtOnce(const ScriptedRequest& request) const {
+    const QByteArray word = wordOf(request);
     if (answers.contains(word)) {
         return answers.value(word);
     }
@@ -35,7 +46,7 @@ Script LobbyScript::answer(const ScriptedRequest& request) const {
 QVector<QJsonObject> LobbyScript::sent(const QByteArray& word) const {
     QVector<QJsonObject> bodies;
     for (const ScriptedRequest& request : requests) {
-        if (request.target.endsWith('/' + word)) {
+        if (wordOf(request) == word) {
             bodies += QJsonDocument::fromJson(request.body).object();
         }
     }
@@ -53,6 +64,7 @@ WindowFixture::WindowFixture() {
 
 void WindowFixture::open(const QStringList& arguments) {
     ClientWindow::open(server.url(), "[Client]\nDefaultUsername=me\nDefaultPassword=secret\n", arguments);
+    QObject::connect(client(), &LobbyClient::roomsUpdated, window.get(), [this] { ++lists; });
 }
 
 void WindowFixture::signIn() {
@@ -74,6 +86,18 @@ void WindowFixture::enterRoom(const QJsonObject& room) {
 void WindowFixture::poll(const QJsonArray& rooms) {
     server.rooms = rooms;
     Q_EMIT client()->roomsUpdated(decodeRoomList({{text("rooms"), rooms}}, client()->userName()), QString());
+}
+
+void WindowFixture::stopPolls() {
+    timer("roomPollTimer")->stop();
+    TRY(lists == server.sent("rooms").size());
+}
+
+void WindowFixture::askForRooms() {
+    const int before = server.sent("rooms").size();
+    timer("roomPollTimer")->start(1);
+    TRY(server.sent("rooms").size() > before);
+    timer("roomPollTimer")->stop();
 }
 
 int WindowFixture::changesUnderPolls(QTableWidget* table, QAbstractSlider* bar, const QJsonArray& rooms) {

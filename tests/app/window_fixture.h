@@ -6,19 +6,24 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QSet>
 
-// Answers as an honest server would, unless a test says otherwise for a path's last word ("login", "rooms", "join").
+// Answers as an honest server would, unless a test says otherwise for a path's last word ("login", "rooms" for the
+// list, "create" for a new room, "join").
 class LobbyScript : public ScriptedServer {
 public:
     LobbyScript();
 
     QJsonArray rooms;
     QMap<QByteArray, Script> answers;
-    // The bodies of the requests whose path ends in this word, oldest first.
+    QSet<QByteArray> holds;  // these answers are made at once and go out when release() says so
+    // The bodies of the requests of this word, oldest first.
     QVector<QJsonObject> sent(const QByteArray& word) const;
 
 private:
+    static QByteArray wordOf(const ScriptedRequest& request);
     Script answer(const ScriptedRequest& request) const;
+    Script answerAtOnce(const ScriptedRequest& request) const;
 };
 
 // {"ok": false, "error": text}
@@ -38,6 +43,10 @@ public:
     void enterRoom(const QJsonObject& room);
     // What a poll brings, without the two seconds.
     void poll(const QJsonArray& rooms);
+    // No poll comes by itself any more, and none is on its way.
+    void stopPolls();
+    // A quiet poll is on its way.
+    void askForRooms();
     // How often one of these says that it changes, or the focus does, while a hundred polls bring the same rooms.
     int changesUnderPolls(QTableWidget* table, QAbstractSlider* bar, const QJsonArray& rooms);
     // Whether the window keeps its size and no label takes a server's text for rich text.
@@ -48,6 +57,7 @@ public:
     QJsonObject room(const QByteArray& seats, const QByteArray& fields = {}) const;
 
     LobbyScript server;
+    int lists = 0;  // of rooms that the server has answered
 
 private:
     QString fingerprint_;

@@ -1,6 +1,7 @@
 // What replies and polls lead to, and whether a room's map lets a player in, as tables.
 #include "room/map_gate.h"
 #include "room/poll_rules.h"
+#include "room/room_clock.h"
 #include "room/rows.h"
 #include "room/session_rules.h"
 #include "support/test_registry.h"
@@ -80,17 +81,37 @@ private Q_SLOTS:
         room.playerNames = QStringList{QStringLiteral("Me")};
         RoomInfo over = room;
         over.status = QStringLiteral("waiting");
-        const auto judge = [](const RoomInfo& now, const QVector<RoomInfo>& rooms, const char* user) {
-            const RoomUpdate update = judgeRoomUpdate(now, rooms, QString::fromUtf8(user));
-            const QString flags = text(update.matchEnded ? " ended" : "") + text(update.wantsDetail ? " detail" : "");
-            return QString(QString::number(static_cast<int>(update.outcome)) + flags);
+        const auto judge = [](const QVector<RoomInfo>& rooms, const char* user) {
+            const RoomUpdate update = judgeRoomUpdate(text("7"), rooms, QString::fromUtf8(user));
+            return QString(QString::number(static_cast<int>(update.outcome)) +
+                           text(update.wantsDetail ? " detail" : ""));
         };
-        QCOMPARE(judge(room, {}, "me"), text("0"));
-        QCOMPARE(judge(room, {room}, "you"), text("1"));
-        QCOMPARE(judge(room, {room}, "me"), text("2 detail"));
-        QCOMPARE(judge(over, {room}, "me"), text("2 detail"));
-        QCOMPARE(judge(room, {over}, "me"), text("2 ended"));
-        QCOMPARE(judge(over, {over}, "me"), text("2"));
+        QCOMPARE(judge({}, "me"), text("0"));
+        QCOMPARE(judge({room}, "you"), text("1"));
+        QCOMPARE(judge({room}, "me"), text("2 detail"));
+        QCOMPARE(judge({over, room}, "me"), text("2"));
+    }
+
+    // In a room "7" since request 5: a list that asked as 3 is late; 6 is a "ready" whose reply comes behind request 8.
+    void whatIsOlder() {
+        RoomClock clock;
+        const auto lists = [&clock](quint64 number) {
+            return clock.listSpeaks({number, {}});
+        };
+        const auto replies = [&clock](quint64 number, const char* room = "7") {
+            const LobbyRequest asked{number, text(room)};
+            return clock.replyIsForThisStay(asked, text("7")) ? 1 + clock.replySpeaks(asked) : 0;
+        };
+        QVERIFY(lists(1) && lists(0));
+        clock.moved(5);
+        QVERIFY(!lists(3) && !lists(5) && lists(6) && lists(0));
+        QVERIFY(replies(5) == 0 && replies(6) == 2 && replies(6, "8") == 0 && replies(0, "8") == 2);
+        clock.changed({6, text("7")}, 8);
+        QVERIFY(!lists(8) && lists(9) && replies(6) == 1 && replies(7) == 2);
+        clock.listed({9, {}});
+        QVERIFY(!lists(9) && lists(10) && replies(8) == 1 && replies(10) == 2);
+        clock.listed({});
+        QVERIFY(!lists(9));
     }
 };
 

@@ -1,0 +1,29 @@
+#include "room/room_clock.h"
+
+#include <algorithm>
+
+void RoomClock::moved(quint64 sent) {
+    movedAt_ = sent;
+    changedAt_ = sent;
+}
+
+void RoomClock::changed(const LobbyRequest& by, quint64 sent) {
+    listed(by);
+    changedAt_ = sent;
+}
+
+void RoomClock::listed(const LobbyRequest& by) {
+    told_ = std::max(told_, by.number);
+}
+
+bool RoomClock::listSpeaks(const LobbyRequest& asked) const {
+    return asked.number == 0 || asked.number > std::max(changedAt_, told_);
+}
+
+bool RoomClock::replyIsForThisStay(const LobbyRequest& asked, const QString& roomId) const {
+    return asked.number == 0 || (asked.number > movedAt_ && asked.roomId == roomId);
+}
+
+bool RoomClock::replySpeaks(const LobbyRequest& asked) const {
+    return asked.number == 0 || asked.number > told_;
+}

@@ -1,0 +1,252 @@
+// Replies that overtake each other, come after the player has gone on, or come from a session that has died. The order
+// is forced: the server makes its answer when it is asked and holds it back.
+#include "room/create_room_dialog.h"
+#include "support/test_registry.h"
+#include "window_fixture.h"
+
+#include <QComboBox>
+#include <QMenu>
+#include <QNetworkReply>
+#include <QSignalSpy>
+
+namespace {
+
+const Script kDead = ScriptedServer::reply(R"({"error":"who are you?"})", "401 Unauthorized");
+const char kPlaying[] = R"("status":"playing","launch_delay_ms":5000)";
+
+}  // namespace
+
+class LateRepliesTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    // A list that was on its way while the room changed says nothing of the room, and the rooms are asked for anew.
+    void aListOlderThanTheRoom_data() {
+        QTest::addColumn<QByteArray>("before");
+        QTest::addColumn<QByteArray>("press");
+        QTest::addColumn<QByteArray>("after");
+        QTest::addColumn<QByteArray>("shown");
+        QTest::newRow("join") << QByteArray() << QByteArray("进入房间") << QByteArray("host me") << QByteArray("准备");
+        QTest::newRow("ready") << QByteArray("host me") << QByteArray("准备") << QByteArray("host me+")
+                               << QByteArray("取消准备");
+        QTest::newRow("leave") << QByteArray("host me") << QByteArray("退出房间") << QByteArray("host")
+                               << QByteArray("进入房间");
+    }
+    void aListOlderThanTheRoom() {
+        QFETCH(const QByteArray, before);
+        QFETCH(const QByteArray, press);
+        QFETCH(const QByteArray, after);
+        QFETCH(const QByteArray, shown);
+        WindowFixture fixture;
+        if (before.isEmpty()) {
+            fixture.server.rooms = {fixture.room("host")};
+            fixture.signIn();
+            fixture.roomTable()->selectRow(0);
+        } else {
+            fixture.enterRoom(fixture.room(before));
+        }
+        fixture.stopPolls();
+        fixture.server.holds = {"rooms"};
+        fixture.askForRooms();
+        const int asked = fixture.server.sent("rooms").size();
+        fixture.server.rooms = {fixture.room(after)};
+        fixture.press(press);
+        TRY(fixture.button(shown) != nullptr && !fixture.timer("roomPollTimer")->isActive());
+        fixture.server.holds.clear();
+        fixture.server.release();
+        TRY(fixture.lists == asked + 1);
+        QVERIFY(fixture.button(shown) != nullptr && fixture.server.sent("rooms").size() == asked + 1);
+        QCOMPARE(fixture.told("你已被移出房间。") + fixture.told("房间已关闭，已返回大厅。"), 0);
+        QVERIFY(fixture.window->close());
+        QCOMPARE(fixture.server.sent("leave").size(), 1);
+    }
+
+    // A detail from before the room's last change, or older than the list that told the match's end, starts nothing.
+    void aDetailOlderThanTheRoom_data() {
+        QTest::addColumn<bool>("matchEnds");
+        QTest::newRow("match over") << true;
+        QTest::newRow("room changed") << false;
+    }
+    void aDetailOlderThanTheRoom() {
+        QFETCH(const bool, matchEnds);
+        WindowFixture fixture;
+        fixture.enterRoom(fixture.room("host me"));
+        fixture.stopPolls();
+        fixture.server.rooms = {fixture.room("host me", kPlaying)};
+        fixture.server.holds = {"detail"};
+        fixture.askForRooms();
+        TRY(fixture.server.sent("detail").size() == 1);
+        const char kWaits[] = "已开始游戏，等待同步启动...";
+        QCOMPARE(fixture.told(kWaits), 1);
+        const int lists = fixture.lists;
+        fixture.server.rooms = {
+            fixture.room("host me", matchEnds ? "" : R"("status":"playing","messages":[{"text":"hi"}])")};
+        if (matchEnds) {
+            fixture.askForRooms();
+        } else {
+            fixture.edit("输入聊天内容")->setText(text("hi"));
+            fixture.press("发送");
+        }
+        TRY(fixture.lists > lists);
+        QSignalSpy details(fixture.client(), &LobbyClient::roomDetailUpdated);
+        fixture.server.holds.clear();
+        fixture.server.release();
+        TRY(details.size() == 1);
+        QCOMPARE(fixture.told(kWaits), 1);
+        QVERIFY(fixture.button(matchEnds ? "准备" : "返回大厅") != nullptr);
+        if (!matchEnds) {
+            TRY(details.size() == 2);
+        }
+    }
+
+    // An action's reply means nothing once the player has left the room that it was sent for.
+    void aReplyAfterTheRoom() {
+        for (const bool toldRoom : {true, false}) {
+            WindowFixture fixture;
+            fixture.enterRoom(fixture.room("me you"));
+            TRY(fixture.find<QComboBox>("currentText", text("普通")) != nullptr);
+            fixture.server.holds = {"map-options"};
+            if (!toldRoom) {
+                fixture.server.answers = {{"map-options", ScriptedServer::reply(R"({"ok":true})")}};
+            }
+            QTest::keyClick(fixture.find<QComboBox>("currentText", text("普通")), Qt::Key_Down);
+            TRY(fixture.server.sent("map-options").size() == 1);
+            fixture.press("退出房间");
+            TRY(fixture.told("房间已刷新:1 个") == 2);
+            fixture.roomTable()->selectRow(0);
+            QSignalSpy results(fixture.client(), &LobbyClient::roomActionResult);
+            fixture.server.release();
+            TRY(results.size() == 1);
+            QVERIFY(fixture.window->close());
+            QCOMPARE(fixture.server.sent("leave").size(), 1);
+        }
+    }
+
+    void aReplyToAnEarlierSession() {
+        WindowFixture fixture;
+        fixture.server.holds = {"heartbeat"};
+        fixture.server.answers = {{"heartbeat", kDead}};
+        fixture.enterRoom(fixture.room("host me"));
+        TRY(!fixture.server.sent("heartbeat").isEmpty());
+        fixture.press("退出房间");
+        fixture.press("退出登录");
+        fixture.press("登录");
+        TRY(fixture.told("登录成功，正在刷新房间...") == 2);
+        QSignalSpy beats(fixture.client(), &LobbyClient::heartbeatResult);
+        fixture.server.release();
+        TRY(beats.size() > 0);
+        QVERIFY(!fixture.client()->authToken().isEmpty() && fixture.roomTable()->isVisible());
+    }
+
+    // Whoever hears first that the session is gone, the player is at sign-in, not in a page with nothing to press.
+    void aDeadSession_data() {
+        QTest::addColumn<QByteArray>("word");
+        for (const char* word : {"heartbeat", "detail", "chat", "rooms", "create", "tick", "dialog"}) {
+            QTest::newRow(word) << QByteArray(word);
+        }
+    }
+    void aDeadSession() {
+        QFETCH(const QByteArray, word);
+        WindowFixture fixture;
+        const bool inLobby = word == "create" || word == "dialog";
+        if (inLobby) {
+            fixture.signIn();
+        } else {
+            fixture.enterRoom(fixture.room("host me"));
+        }
+        fixture.server.answers = {{word, kDead}};
+        if (word == "chat") {
+            fixture.edit("输入聊天内容")->setText(text("hi"));
+            fixture.press("发送");
+        } else if (word == "tick") {
+            fixture.client()->clearSession();
+            fixture.timer("roomPollTimer")->start(1);
+        } else if (inLobby) {
+            fixture.whenShown<CreateRoomDialog>([&](CreateRoomDialog& dialog) {
+                if (word == "dialog") {
+                    fixture.client()->clearSession();
+                }
+                dialog.accept();
+            });
+            fixture.press("＋ 创建游戏");
+        } else {
+            fixture.server.rooms = {fixture.room("host me", kPlaying)};
+            fixture.timer("roomPollTimer")->start(1);
+        }
+        TRY(fixture.enabled("登录"));
+        QVERIFY(fixture.status().startsWith(text("登录已过期，请重新登录。")));
+        QVERIFY(fixture.told("你已被移出房间。") == 0 && fixture.client()->authToken().isEmpty());
+        QVERIFY(!fixture.timer("roomPollTimer")->isActive());
+    }
+
+    // The lobby stays locked until the request that locked it is answered, whatever polls bring meanwhile.
+    void aPollDuringAJoin() {
+        WindowFixture fixture;
+        fixture.server.rooms = {fixture.room("host")};
+        fixture.signIn();
+        fixture.roomTable()->selectRow(0);
+        fixture.server.holds = {"join"};
+        fixture.press("进入房间");
+        TRY(fixture.server.sent("join").size() == 1);
+        fixture.stopPolls();
+        const int lists = fixture.lists;
+        fixture.askForRooms();
+        TRY(fixture.lists > lists);
+        QVERIFY(!fixture.enabled("进入房间") && !fixture.enabled("＋ 创建游戏") && !fixture.enabled("刷新"));
+        fixture.server.rooms = {fixture.room("host me")};
+        fixture.server.answers = {{"join", refusal("try later")}};
+        fixture.server.release();
+        TRY(fixture.slotTable()->isVisible());
+    }
+
+    // While the window waits for its leave to be answered nothing else happens, and nothing comes behind.
+    void closing() {
+        WindowFixture fixture;
+        fixture.enterRoom(fixture.room("host me"));
+        fixture.server.holds = {"leave"};
+        fixture.server.rooms = {fixture.room("host me", R"("status":"playing")")};
+        fixture.timer("roomPollTimer")->start(1);
+        QVERIFY(fixture.window->close());
+        TRY(fixture.server.sent("leave").size() == 1);
+        QVERIFY(fixture.server.requests.last().target.endsWith("/leave"));
+        QVERIFY(fixture.server.sent("detail").isEmpty());
+    }
+
+    // A choice in a slot's menu is for the player that it was opened for.
+    void aMenuOverAnotherPlayer() {
+        for (const char* seats : {"me you", "me him"}) {
+            WindowFixture fixture;
+            fixture.enterRoom(fixture.room("me you"));
+            QTableWidget* table = fixture.slotTable();
+            bool chosen = false;
+            fixture.whenShown<QMenu>([&](QMenu& menu) {
+                fixture.poll({fixture.room(seats)});
+                for (QAction* action : menu.actions()) {
+                    if (action->text() == text("踢人")) {
+                        action->trigger();
+                        chosen = true;
+                    }
+                }
+                menu.close();
+            });
+            Q_EMIT table->customContextMenuRequested(table->visualItemRect(table->item(1, 2)).center());
+            TRY(chosen && fixture.enabled("退出房间"));
+            QCOMPARE(fixture.server.sent("kick").size(), seats == QByteArray("me you") ? 1 : 0);
+        }
+    }
+
+    void aFreeSlotOfARoomInPlay() {
+        WindowFixture fixture;
+        const QByteArray slots = R"(,"slot_meta":[{"slot":1},{"slot":2},{"slot":3}])";
+        fixture.enterRoom(fixture.room("host me", slots.mid(1)));
+        fixture.poll({fixture.room("host me", kPlaying + slots)});
+        Q_EMIT fixture.slotTable()->cellDoubleClicked(2, 0);
+        fixture.poll({fixture.room("host me", slots.mid(1))});
+        Q_EMIT fixture.slotTable()->cellDoubleClicked(2, 0);
+        TRY(!fixture.server.sent("move-slot").isEmpty());
+        QCOMPARE(fixture.told("换位置中..."), 1);
+    }
+};
+
+NETPLAY_TEST(LateRepliesTest);
+#include "late_replies_test.moc"
