@@ -217,7 +217,7 @@ int inspectPlay(const QStringList& words) {
                                QStringLiteral("create"), QStringLiteral("map"), QStringLiteral("join"),
                                QStringLiteral("start-with"), QStringLiteral("data-root"), QStringLiteral("matches"),
                                QStringLiteral("options"), QStringLiteral("room-password"), QStringLiteral("game-host"),
-                               QStringLiteral("game-port")},
+                               QStringLiteral("game-port"), QStringLiteral("give-up")},
                               {QStringLiteral("join-first")});
     arguments.positional(0);
     const int ways = arguments.has(QStringLiteral("create")) + arguments.has(QStringLiteral("join")) +
@@ -239,6 +239,7 @@ int inspectPlay(const QStringList& words) {
     options.gameHost = arguments.text(QStringLiteral("game-host"), QStringLiteral("127.0.0.1"));
     options.gamePort = static_cast<int>(arguments.number(QStringLiteral("game-port"), 1, 65535, 40001));
     options.matches = static_cast<int>(arguments.number(QStringLiteral("matches"), 1, 1'000'000, 1));
+    options.giveUpSeconds = static_cast<int>(arguments.number(QStringLiteral("give-up"), 1, 86'400, 60));
     Player player(options, printDocument);
     QObject::connect(&player, &Player::finished, &QCoreApplication::exit);
     QTimer::singleShot(0, &player, &Player::start);

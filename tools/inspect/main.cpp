@@ -32,7 +32,8 @@ constexpr Command kCommands[] = {
     {"fingerprint", "MAPDIR [--cache DIR]", inspectFingerprint},
     {"play",
      "--lobby URL --user U --password P (--create NAME --map ID | --join ID | --join-first) --data-root DIR\n"
-     "       [--start-with N] [--matches N] [--options 0:1,2:3] [--room-password P] [--game-host H] [--game-port P]",
+     "       [--start-with N] [--matches N] [--options 0:1,2:3] [--room-password P] [--game-host H] [--game-port P]\n"
+     "       [--give-up SECONDS]",
      inspectPlay},
 };
 

@@ -9,6 +9,7 @@
 #include "room/create_room_rules.h"
 #include "room/lobby_rules.h"
 #include "room/map_gate.h"
+#include "room/poll_rules.h"
 #include "room/room_rules.h"
 
 #include <QtConcurrent>
@@ -57,6 +58,10 @@ Player::Player(PlayerOptions options, std::function<void(const QJsonObject&)> re
     connect(&launchWatcher_, &QFutureWatcher<bool>::finished, this, &Player::onLaunchFinished);
     connect(&pollTimer_, &QTimer::timeout, this, &Player::poll);
     connect(&watchTimer_, &QTimer::timeout, this, &Player::watchGame);
+    giveUpTimer_.setSingleShot(true);
+    giveUpTimer_.setInterval(options_.giveUpSeconds * 1000);
+    connect(&giveUpTimer_, &QTimer::timeout, this,
+            [this] { fail(QStringLiteral("no good answer of the server for %1 s").arg(options_.giveUpSeconds)); });
 }
 
 // The launch task works on this object's launcher.
@@ -67,6 +72,7 @@ Player::~Player() {
 void Player::start() {
     const std::filesystem::path dataRoot = platform::toPath(options_.dataRoot.toStdU16String());
     catalog_ = NetPlay::scanMapCatalog(dataRoot / "map", {});
+    giveUpTimer_.start();
     client_.login(options_.user, options_.password);
 }
 
@@ -98,10 +104,11 @@ void Player::createRoom() {
     if (map != catalog_.end() && NetPlay::computeMapFingerprint(*map, {})) {
         describeMap(*map, request);
     }
-    client_.createRoom(request);
+    actionRequest_ = client_.createRoom(request);
 }
 
 void Player::onRoomCreated(bool ok, const RoomInfo& room, const QString& error) {
+    actionRequest_ = 0;
     if (ok) {
         enterRoom(room, QStringLiteral("room-created"));
     } else {
@@ -110,17 +117,30 @@ void Player::onRoomCreated(bool ok, const RoomInfo& room, const QString& error) 
 }
 
 void Player::poll() {
+    if (listRequest_ != 0 || ended_) {
+        return;
+    }
     if (!room_.id.isEmpty() && !isRoomPlaying(room_)) {
         client_.sendHeartbeat(room_.id, {});
     }
-    client_.fetchRooms();
+    listRequest_ = client_.fetchRooms();
 }
 
 void Player::onRoomsUpdated(const QVector<RoomInfo>& rooms, const QString& error) {
+    listRequest_ = 0;
     if (client_.authToken().isEmpty()) {
         fail(QStringLiteral("the session has ended"));
-    } else if (!error.isEmpty()) {
+        return;
+    }
+    if (!error.isEmpty()) {
         event(QStringLiteral("poll-failed"), {{QStringLiteral("error"), error}});
+        return;
+    }
+    if (giveUpTimer_.isActive()) {
+        giveUpTimer_.start();
+    }
+    if (!clock_.listSpeaks(client_.answered())) {
+        poll();  // the room has changed since the list was asked for
     } else if (!room_.id.isEmpty()) {
         followRoom(rooms);
     } else if (options_.createName.isEmpty()) {
@@ -132,7 +152,7 @@ void Player::seekRoom(const QVector<RoomInfo>& rooms) {
     const auto wanted = std::find_if(rooms.begin(), rooms.end(), [this](const RoomInfo& room) {
         return options_.joinId.isEmpty() ? !isRoomPlaying(room) && !isRoomFull(room) : room.id == options_.joinId;
     });
-    if (wanted == rooms.end() || actionInFlight_) {
+    if (wanted == rooms.end() || actionRequest_ != 0) {
         return;
     }
     if (!wanted->mapFingerprint.isEmpty() && !passesMapGate(*wanted)) {
@@ -142,8 +162,8 @@ void Player::seekRoom(const QVector<RoomInfo>& rooms) {
     if (wanted->isPrivate || wanted->hasPassword) {
         extra.insert(QStringLiteral("password"), options_.roomPassword);
     }
-    actionInFlight_ = true;
-    client_.roomAction(wanted->id, QStringLiteral("join"), extra);
+    joining_ = *wanted;
+    actionRequest_ = client_.roomAction(wanted->id, QStringLiteral("join"), extra);
 }
 
 // A refusal ends the player: the map on this machine will not change by waiting.
@@ -164,33 +184,42 @@ bool Player::passesMapGate(const RoomInfo& room) {
 }
 
 void Player::followRoom(const QVector<RoomInfo>& rooms) {
-    const auto room = std::find_if(rooms.begin(), rooms.end(), [this](const RoomInfo& r) { return r.id == room_.id; });
-    if (room == rooms.end()) {
+    clock_.listed(client_.answered());
+    const RoomUpdate update = judgeRoomUpdate(room_.id, rooms, client_.userName());
+    if (update.outcome == RoomUpdate::Outcome::missing) {
         fail(QStringLiteral("the room was closed"));
-    } else if (!isRoomMember(*room, client_.userName())) {
+    } else if (update.outcome == RoomUpdate::Outcome::removed) {
         fail(QStringLiteral("removed from the room"));
     } else {
-        room_ = *room;
+        updateRoom(*update.room);
         act();
     }
 }
 
 void Player::enterRoom(const RoomInfo& room, const QString& eventName) {
-    room_ = room;
+    clock_.moved(client_.requestsSent());
+    updateRoom(room);
     event(eventName, {{QStringLiteral("room"), toJson(room)}});
     act();
 }
 
+void Player::updateRoom(const RoomInfo& fresh) {
+    if (!isRoomPlaying(fresh)) {
+        forgetAll(launchMemory_);
+    }
+    room_ = fresh;
+}
+
 // The one place that decides what to do next in the room as it stands.
 void Player::act() {
-    if (actionInFlight_ || ended_) {
+    if (actionRequest_ != 0 || ended_) {
         return;
     }
     if (isRoomPlaying(room_)) {
         // The list may lack launch data: the detail brings it.
-        if (!detailInFlight_ && launchKey(room_.id, room_.sessionId, client_.userName()) != attemptedKey_) {
-            detailInFlight_ = true;
-            client_.fetchRoomDetail(room_.id);
+        const QString key = launchKey(room_.id, room_.sessionId, client_.userName());
+        if (detailRequest_ == 0 && launchMemory_.attemptedLaunchKey != key) {
+            detailRequest_ = client_.fetchRoomDetail(room_.id);
         }
         return;
     }
@@ -207,70 +236,88 @@ void Player::act() {
 }
 
 void Player::sendAction(const QString& action, const QJsonObject& extra) {
-    actionInFlight_ = true;
-    client_.roomAction(room_.id, action, extra);
+    actionRequest_ = client_.roomAction(room_.id, action, extra);
 }
 
-void Player::onRoomActionResult(const QString& action, bool ok, const RoomInfo& room, const QString& error) {
+void Player::onRoomActionResult(const QString& action, bool ok, RoomInfo room, const QString& error) {
     if (action == QLatin1String("launch-done")) {
         event(ok ? QStringLiteral("launch-reported") : QStringLiteral("report-failed"),
               {{QStringLiteral("error"), error}});
         return;
     }
-    actionInFlight_ = false;
+    actionRequest_ = 0;
+    const bool joins = action == QLatin1String("join");
     if (!ok) {
         event(QStringLiteral("action-failed"), {{QStringLiteral("action"), action}, {QStringLiteral("error"), error}});
-        if (action == QLatin1String("join") && !options_.joinId.isEmpty()) {
+        if (joins && !options_.joinId.isEmpty()) {
             fail(error);
         }
-    } else if (action == QLatin1String("join")) {
-        enterRoom(room, QStringLiteral("joined"));
-    } else {
-        event(action);
-        room_ = room.id.isEmpty() ? room_ : room;
-        if (action == QLatin1String("start")) {
-            maybeLaunch();
-        }
+        return;
     }
-}
-
-void Player::onRoomDetailUpdated(bool ok, const RoomInfo& room, const QString& error) {
-    detailInFlight_ = false;
-    if (!ok) {
-        event(QStringLiteral("detail-failed"), {{QStringLiteral("error"), error}});
-    } else if (room.id == room_.id) {
-        room_ = room;
+    if (joins) {
+        enterRoom(room.id.isEmpty() ? joining_ : room, QStringLiteral("joined"));
+        return;
+    }
+    event(action);
+    if (room.id == room_.id && clock_.replySpeaks(client_.answered())) {
+        clock_.changed(client_.answered(), client_.requestsSent());
+        updateRoom(room);
         maybeLaunch();
     }
 }
 
-void Player::maybeLaunch() {
-    const QString key = launchKey(room_.id, room_.sessionId, client_.userName());
-    if (ended_ || !isRoomPlaying(room_) || key == attemptedKey_) {
-        return;
+void Player::onRoomDetailUpdated(bool ok, const RoomInfo& room, const QString& error) {
+    detailRequest_ = 0;
+    if (!ok) {
+        event(QStringLiteral("detail-failed"), {{QStringLiteral("error"), error}});
+    } else if (room.id == room_.id && clock_.listSpeaks(client_.answered())) {
+        clock_.changed(client_.answered(), client_.requestsSent());
+        updateRoom(room);
+        maybeLaunch();
+    } else {
+        act();
     }
-    attemptedKey_ = key;
-    const int delay = launchDelay(room_.launchDelayMs);
-    event(QStringLiteral("launching"), {{QStringLiteral("delayMs"), delay}});
-    QTimer::singleShot(delay, this, [this, key] { launchGame(key); });
 }
 
-void Player::launchGame(const QString& key) {
-    if (ended_ || !isRoomPlaying(room_) || key != launchKey(room_.id, room_.sessionId, client_.userName())) {
-        attemptedKey_.clear();
+LaunchFacts Player::launchFacts() const {
+    return {room_, client_.userName(), !client_.authToken().isEmpty(), !room_.id.isEmpty(),
+            actionRequest_ != 0 || launchWatcher_.isRunning()};
+}
+
+void Player::maybeLaunch() {
+    const AutoLaunch decision = ended_ ? AutoLaunch() : decideAutoLaunch(launchMemory_, launchFacts());
+    if (decision.outcome == AutoLaunch::Outcome::nothing) {
         return;
     }
+    event(QStringLiteral("launching"), {{QStringLiteral("delayMs"), decision.delayMs}});
+    if (decision.outcome == AutoLaunch::Outcome::now) {
+        launchGame();
+        return;
+    }
+    QTimer::singleShot(decision.delayMs, Qt::PreciseTimer, this, [this, key = decision.key] {
+        if (!ended_ && takeScheduledLaunch(launchMemory_, key, launchFacts())) {
+            launchGame();
+        }
+    });
+}
+
+void Player::launchGame() {
     LaunchDefaults defaults;
     defaults.gameHost = options_.gameHost;
     defaults.gamePort = options_.gamePort;
     const NetPlay::MapInfo* map = NetPlay::findMapForRoom(catalog_, room_.mapId, room_.mapName);
     plan_ = planLaunch(room_, client_.userName(), defaults, room_.mapOptions, map);
     if (!plan_.error.isEmpty()) {
-        fail(plan_.error);
+        forgetAttemptedKey(launchMemory_);
+        if (detailRequest_ == 0) {
+            fail(plan_.error);
+        }
         return;
     }
     plan_.request.dataRoot = options_.dataRoot.toStdU16String();
+    launchedKey_ = launchKey(room_.id, room_.sessionId, client_.userName());
     pollTimer_.stop();
+    giveUpTimer_.stop();
     launchWatcher_.setFuture(QtConcurrent::run([this, request = plan_.request] { return launcher_.launch(request); }));
 }
 
@@ -279,6 +326,7 @@ void Player::onLaunchFinished() {
         fail(QStringLiteral("启动失败:") + QString::fromStdU16String(launcher_.lastError()));
         return;
     }
+    rememberLaunch(launchMemory_, launchFacts(), launchedKey_, room_.id);
     const auto pid = static_cast<qint64>(launcher_.pid());
     event(QStringLiteral("launched"), {{QStringLiteral("pid"), pid},
                                        {QStringLiteral("map"), plan_.mapName},
@@ -302,14 +350,20 @@ void Player::watchGame() {
     event(QStringLiteral("game-ended"),
           {{QStringLiteral("exitCode"),
             probe.exitCode ? QJsonValue(static_cast<qint64>(*probe.exitCode)) : QJsonValue()}});
+    GameExit exit;
+    exit.clean = probe.exitCode == 0U;
+    takeGameExit(launchMemory_, launchFacts(), exit);
     if (++matchesPlayed_ < options_.matches) {
+        giveUpTimer_.start();
         pollTimer_.start(kPollMs);
         poll();
         return;
     }
-    client_.leaveRoomBlocking(room_.id, 800);
-    event(QStringLiteral("done"), {{QStringLiteral("matches"), matchesPlayed_}});
     ended_ = true;
+    if (!isRoomPlaying(room_)) {
+        client_.leaveRoomBlocking(room_.id, 800);
+    }
+    event(QStringLiteral("done"), {{QStringLiteral("matches"), matchesPlayed_}});
     Q_EMIT finished(0);
 }
 
@@ -326,6 +380,7 @@ void Player::fail(const QString& error) {
     ended_ = true;
     pollTimer_.stop();
     watchTimer_.stop();
+    giveUpTimer_.stop();
     event(QStringLiteral("failed"), {{QStringLiteral("error"), error}});
     Q_EMIT finished(1);
 }

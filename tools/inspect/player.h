@@ -4,7 +4,9 @@
 #include "launch/game_launcher.h"
 #include "lobby/lobby_client.h"
 #include "maps/map_info.h"
+#include "room/launch_memory.h"
 #include "room/launch_plan.h"
+#include "room/room_clock.h"
 
 #include <QFutureWatcher>
 #include <QJsonObject>
@@ -28,10 +30,12 @@ struct PlayerOptions {
     QString gameHost;
     int gamePort = 0;
     int matches = 1;
+    int giveUpSeconds = 60;  // without a good answer of the server
 };
 
 // Reports each step as one JSON event through `report`, and ends with finished(): 0 after all matches, 1 when something
-// stopped the player, which the last event tells.
+// stopped the player, which the last event tells. Follows the window's rules of what an answer means and of when a game
+// is started.
 class Player : public QObject {
     Q_OBJECT
 
@@ -48,7 +52,7 @@ private:
     void onRoomCreated(bool ok, const RoomInfo& room, const QString& error);
     void onRoomsUpdated(const QVector<RoomInfo>& rooms, const QString& error);
     void onRoomDetailUpdated(bool ok, const RoomInfo& room, const QString& error);
-    void onRoomActionResult(const QString& action, bool ok, const RoomInfo& room, const QString& error);
+    void onRoomActionResult(const QString& action, bool ok, RoomInfo room, const QString& error);
     void onLaunchFinished();
 
     void poll();
@@ -57,10 +61,12 @@ private:
     void seekRoom(const QVector<RoomInfo>& rooms);
     void followRoom(const QVector<RoomInfo>& rooms);
     void enterRoom(const RoomInfo& room, const QString& event);
+    void updateRoom(const RoomInfo& fresh);
     void act();
     void sendAction(const QString& action, const QJsonObject& extra = {});
+    LaunchFacts launchFacts() const;
     void maybeLaunch();
-    void launchGame(const QString& key);
+    void launchGame();
     void watchGame();
     void event(const QString& name, QJsonObject details = {});
     void fail(const QString& error);
@@ -73,11 +79,17 @@ private:
     QFutureWatcher<bool> launchWatcher_;
     QTimer pollTimer_;
     QTimer watchTimer_;
-    RoomInfo room_;         // empty id: not in a room
-    LaunchPlan plan_;       // of the launch in flight or the running game
-    QString attemptedKey_;  // the launch that was tried last
-    bool actionInFlight_ = false;
-    bool detailInFlight_ = false;
+    QTimer giveUpTimer_;
+    RoomInfo room_;     // empty id: not in a room
+    RoomInfo joining_;  // as the list told of it
+    RoomClock clock_;
+    LaunchPlan plan_;  // of the launch in flight or the running game
+    QString launchedKey_;
+    LaunchMemory launchMemory_;
+    // The requests on their way, by their numbers; 0 for none.
+    quint64 listRequest_ = 0;
+    quint64 detailRequest_ = 0;
+    quint64 actionRequest_ = 0;
     bool ended_ = false;
     int matchesPlayed_ = 0;
 };
