@@ -44,23 +44,30 @@ const char kRefusals[] = R"(2 rooms/1/join => wrong room password
 1 rooms/1/move-slot {"target_slot":4.5} => no such slot
 1 rooms/1/launch-done {"user_id":10002,"pid":1} => game not started
 0 login {"password":"wrong"} => wrong username or password
-0 register {"password":"p"} => username is taken)";
+0 register {"password":"p"} => username is taken
+0 register {"username":"x","password":"p"} => username must have 2 to 15 characters
+0 register {"username":"0123456789abcdef","password":"p"} => username must have 2 to 15 characters)";
 
-// On a fresh lobby whose matches last five seconds.
+// On a fresh lobby: matches last 50 seconds, sessions 100, and who is silent for more than 20 in a waiting room has
+// left.
 const char* const kStories[] = {R"(1 rooms/1/ready {"ready":true}
 0 rooms/1/start {"pm_host":"26.1.2.3","pm_port":40001}
 2 rooms/1/join {"password":"pw"} => game already started
 1 rooms/1/ready {"ready":true} => game already started
-+5000
-0 rooms/1/detail => room/status => waiting
++30000
+0 rooms/1/detail => room/status room/players => playing 2/4
++20000
+0 rooms/1/detail => room/status room/players => waiting 2/4
 0 rooms/1/leave
-1 rooms/1/detail => room/host room/owner => 乙 乙
+1 rooms/1/detail => room/host room/owner => 乙乙 乙乙
 1 rooms ROOM
-0 rooms/1/detail => room not found)",
+0 rooms/1/detail => room not found
++50000
+1 rooms/2/detail => login expired)",
                                 R"(0 rooms/1/unlock-slot {"slot":1}
 1 rooms/1/move-slot {"target_slot":1}
 0 rooms/1/lock-slot {"slot":4}
-0 rooms/1/slot-meta {"slot":3,"mode":"player"}
+0 rooms/1/unlock-slot {"slot":3}
 1 rooms/1/heartbeat
 +2040
 1 rooms/1/heartbeat
@@ -68,11 +75,21 @@ const char* const kStories[] = {R"(1 rooms/1/ready {"ready":true}
 +8000
 0 rooms/1/heartbeat
 +1
-2 rooms/1/detail => room/host room/slot_meta/0/name room/slot_meta/0/latency_ms => 乙 乙 40
+2 rooms/1/detail => room/host room/slot_meta/0/name room/slot_meta/0/latency_ms => 乙乙 乙乙 40
 2 rooms/1/detail => room/slot_meta/0/online room/slot_meta/1/online => false true
-2 rooms/1/detail => room/slot_meta/2/computer room/slot_meta/3/locked => false true
+2 rooms/1/detail => room/slot_meta/2/computer room/slot_meta/2/is_player_slot room/slot_meta/3/locked => false true true
+1 rooms/1/slot-meta {"slot":3,"mode":"observer"} => room/slot_meta/2/is_player_slot => false
 1 rooms/1/kick {"target_slot":2}
-0 rooms/1/ready {"ready":true} => not in room)"};
+0 rooms/1/ready {"ready":true} => not in room)",
+                                R"(+15000
+0 rooms/1/chat {"text":""} => text must have 1 to 300 characters
++5000
+1 rooms/1/detail => room/players => 2/4
++15001
+1 rooms/1/detail => room/host room/players => 乙乙 1/4
+0 rooms/1/heartbeat => not in room
++20001
+1 rooms/1/heartbeat => room not found)"};
 
 }  // namespace
 
@@ -151,10 +168,10 @@ private Q_SLOTS:
     }
 
 private:
-    // A fresh lobby with 甲 as host of room 1, 乙 in its slot 4 and 丙 outside.
+    // A fresh lobby with 甲甲 as host of room 1, 乙乙 in its slot 4 and 丙丙 outside.
     void populate() {
-        lobby_ = std::make_unique<Lobby>(LobbyOptions{0, 5});
-        names_ = QStringList{QStringLiteral("甲"), QStringLiteral("乙"), QStringLiteral("丙")};
+        lobby_ = std::make_unique<Lobby>(LobbyOptions{0, 50, 20, 100});
+        names_ = QStringList{QStringLiteral("甲甲"), QStringLiteral("乙乙"), QStringLiteral("丙丙")};
         post_ = [this](const QString& path, const QByteArray& body) {
             LobbyReply reply = lobby_->handle({QStringLiteral("POST"), path, body}, now_);
             reply.body.insert(QStringLiteral("status"), reply.status);
@@ -177,9 +194,11 @@ private:
             }
             const int user = words[0].toInt();
             const QByteArray json = words.mid(2).join(QLatin1Char(' ')).toUtf8().replace("ROOM", kRoom);
-            QJsonObject body = QJsonDocument::fromJson(json).object();
-            body.insert(QStringLiteral("username"), names_[user]);
-            body.insert(QStringLiteral("auth_token"), tokens_[user]);
+            QJsonObject body{{QStringLiteral("username"), names_[user]}, {QStringLiteral("auth_token"), tokens_[user]}};
+            const QJsonObject own = QJsonDocument::fromJson(json).object();
+            for (auto field = own.begin(); field != own.end(); ++field) {
+                body.insert(field.key(), field.value());
+            }
             reply = post_(QStringLiteral("/api/lobby/") + words[1], json == "GET" ? "" : QJsonDocument(body).toJson());
             tokens_[user] = reply.value(QStringLiteral("auth_token")).toString(tokens_[user]);
             const QString found = texts(reply, parts.size() == 3 ? parts[1] : QStringLiteral("error"));

@@ -40,8 +40,8 @@ class Demo:
         return process
 
     def start_lobby(self):
-        lobby = self.start([self.bin / "devlobby", "--port", "0", "--launch-delay-ms", "500", "--exit-with-stdin",
-                            "--account", "alice:secret", "--account", "张三:secret"])
+        lobby = self.start([self.bin / "devlobby", "--port", "0", "--launch-delay-ms", "500", "--match-seconds", "20",
+                            "--exit-with-stdin", "--account", "alice:secret", "--account", "张三:secret"])
         line = lobby.stdout.readline()
         if "listening on" not in line:
             raise RuntimeError(f"the lobby server did not start: {line!r}")

@@ -40,6 +40,7 @@ constexpr ActionRule kActions[] = {
 
 LobbyReply Lobby::handle(const LobbyRequest& request, qint64 now) {
     endOverdueMatches(now);
+    dropSilentPlayers(now);
     const QStringList path = request.path.split(QLatin1Char('/'));  // "", "api", "lobby", ...
     const QString endpoint = path.mid(3).join(QLatin1Char('/'));
     if (!request.path.startsWith(QLatin1String("/api/lobby/"))) {
@@ -59,9 +60,9 @@ LobbyReply Lobby::handle(const LobbyRequest& request, qint64 now) {
     }
     const QJsonObject body = document.object();
     if (endpoint == QLatin1String("login") || endpoint == QLatin1String("register")) {
-        return signIn(body, endpoint == QLatin1String("register"));
+        return signIn(body, endpoint == QLatin1String("register"), now);
     }
-    const Account* const account = accounts_.find(text(body, "username"), text(body, "auth_token"));
+    const Account* const account = accounts_.find(text(body, "username"), text(body, "auth_token"), now);
     if (!account) {
         return refused(QStringLiteral("login expired"), 401);
     }
@@ -79,7 +80,7 @@ LobbyReply Lobby::handle(const LobbyRequest& request, qint64 now) {
     return room ? actInRoom(player, *room, path.at(5), body, now) : refused(QStringLiteral("room not found"), 404);
 }
 
-LobbyReply Lobby::signIn(const QJsonObject& body, bool makeAccount) {
+LobbyReply Lobby::signIn(const QJsonObject& body, bool makeAccount, qint64 now) {
     const QString name = text(body, "username");
     const QString password = text(body, "password");
     if (makeAccount) {
@@ -87,11 +88,11 @@ LobbyReply Lobby::signIn(const QJsonObject& body, bool makeAccount) {
             return refused(refusal);
         }
     }
-    const Account* const account = accounts_.signIn(name, password);
+    const Account* const account = accounts_.signIn(name, password, now);
     if (!account) {
         return refused(QStringLiteral("wrong username or password"));
     }
-    return accepted({{QStringLiteral("auth_token"), account->tokens.last()},
+    return accepted({{QStringLiteral("auth_token"), account->sessions.last().token},
                      {QStringLiteral("username"), account->name},
                      {QStringLiteral("user_id"), account->userId}});
 }
@@ -121,6 +122,9 @@ LobbyReply Lobby::createRoom(const Player& player, const QJsonObject& body, qint
 
 LobbyReply Lobby::actInRoom(const Player& player, Room& room, const QString& action, const QJsonObject& body,
                             qint64 now) {
+    if (Slot* const own = room.slotOf(player.name)) {
+        own->occupant->lastSeen = now;
+    }
     QString refusal;
     if (action == QLatin1String("join")) {
         refusal = room.join(player, body, now);
@@ -147,9 +151,6 @@ LobbyReply Lobby::actInRoom(const Player& player, Room& room, const QString& act
     }
     if (!refusal.isEmpty()) {
         return refused(refusal);
-    }
-    if (Slot* const own = room.slotOf(player.name)) {
-        own->occupant->lastSeen = now;
     }
     const QJsonObject record = room.toJson(now);
     if (room.isEmpty()) {
@@ -195,6 +196,15 @@ void Lobby::endOverdueMatches(qint64 now) {
             room->endMatch(now);
         }
     }
+}
+
+void Lobby::dropSilentPlayers(qint64 now) {
+    for (const auto& room : rooms_) {
+        if (options_.dropSeconds > 0 && !room->isPlaying()) {
+            room->dropSilent(now - options_.dropSeconds * 1000);
+        }
+    }
+    std::erase_if(rooms_, [](const auto& room) { return room->isEmpty(); });
 }
 
 void Lobby::leaveAllRooms(const Player& player, const Room* except) {

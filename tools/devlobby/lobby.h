@@ -11,6 +11,8 @@
 struct LobbyOptions {
     int launchDelayMs = 0;    // from the start of a match to the start of the games
     qint64 matchSeconds = 0;  // a match ends by itself after this time; 0: only its host ends it
+    qint64 dropSeconds = 30;  // a player silent for longer loses the seat in a room that doesn't play; 0: keeps it
+    qint64 tokenSeconds = 0;  // a session ends by itself after this time; 0: never
 };
 
 struct LobbyRequest {
@@ -28,7 +30,7 @@ struct LobbyReply {
 // refuse is refused with a sentence and changes nothing.
 class Lobby {
 public:
-    explicit Lobby(const LobbyOptions& options) : options_(options) {}
+    explicit Lobby(const LobbyOptions& options) : options_(options), accounts_(options.tokenSeconds * 1000) {}
 
     // Empty, or why not.
     QString addAccount(const QString& name, const QString& password) { return accounts_.add(name, password); }
@@ -37,12 +39,13 @@ public:
     LobbyReply handle(const LobbyRequest& request, qint64 now);
 
 private:
-    LobbyReply signIn(const QJsonObject& body, bool makeAccount);
+    LobbyReply signIn(const QJsonObject& body, bool makeAccount, qint64 now);
     LobbyReply signOut(const Account& account, const QJsonObject& body);
     LobbyReply createRoom(const Player& player, const QJsonObject& body, qint64 now);
     LobbyReply actInRoom(const Player& player, Room& room, const QString& action, const QJsonObject& body, qint64 now);
     QString act(const Player& player, Room& room, const QString& action, const QJsonObject& body, qint64 now);
     void endOverdueMatches(qint64 now);
+    void dropSilentPlayers(qint64 now);
     void leaveAllRooms(const Player& player, const Room* except);
     Room* findRoom(const QString& id);
     QJsonArray roomsToJson(qint64 now) const;

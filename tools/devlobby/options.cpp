@@ -9,6 +9,10 @@ const char* const kUsage =
     "  --account NAME:PASSWORD  an account to begin with; may be given several times\n"
     "  --launch-delay-ms N      from a start to the start of the games, 0 to 60000, 0 without it\n"
     "  --match-seconds N        ends a match N seconds after its start, 0 to 86400; 0: its host ends it\n"
+    "  --drop-seconds N         a player of whom nothing was heard for N seconds (no action, heartbeat or detail of "
+    "the\n"
+    "                           room) loses the seat, 0 to 86400, 30 without it; 0: keeps it. Not in a playing room.\n"
+    "  --token-life N           a session ends N seconds after its sign-in, 0 to 86400; 0, or without it: never\n"
     "  --exit-with-stdin        ends when the standard input closes\n"
     "  --help                   this text\n"
     "\n"
@@ -37,6 +41,8 @@ bool applyOption(const QString& option, const QString& value, Options& options) 
     return option == QLatin1String("--port")              ? take(65535, options.port)
            : option == QLatin1String("--launch-delay-ms") ? take(60000, options.lobby.launchDelayMs)
            : option == QLatin1String("--match-seconds")   ? take(86400, options.lobby.matchSeconds)
+           : option == QLatin1String("--drop-seconds")    ? take(86400, options.lobby.dropSeconds)
+           : option == QLatin1String("--token-life")      ? take(86400, options.lobby.tokenSeconds)
                                                           : false;
 }
 

@@ -22,6 +22,13 @@ bool Slot::isComputer() const {
     return computer || ai || isSame(team, QStringLiteral("computer"));
 }
 
+void Slot::setMode(const QString& mode) {
+    isPlayerSlot = mode == QLatin1String("player");
+    computer = mode == QLatin1String("computer");
+    ai = computer;
+    team = isPlayerSlot && !isSame(mapTeam, QStringLiteral("computer")) ? mapTeam : mode;
+}
+
 bool Room::isEmpty() const {
     return playerCount() == 0;
 }
@@ -140,6 +147,9 @@ QString Room::setLocked(const QJsonObject& request, bool locked) {
         return QStringLiteral("slot is taken");
     }
     slot->locked = locked;
+    if (!locked) {
+        slot->setMode(QStringLiteral("player"));
+    }
     return QString();
 }
 
@@ -152,16 +162,10 @@ QString Room::setSlotMode(const QJsonObject& request) {
         return QStringLiteral("slot is taken");
     }
     const QString mode = textField(request, "mode", 16);
-    const bool player = mode == QLatin1String("player");
-    const bool computer = mode == QLatin1String("computer");
-    if (!player && !computer && mode != QLatin1String("observer")) {
+    if (mode != QLatin1String("player") && mode != QLatin1String("computer") && mode != QLatin1String("observer")) {
         return QStringLiteral("mode must be player, computer or observer");
     }
-    const bool mapHasComputer = isSame(slot->mapTeam, QStringLiteral("computer"));
-    slot->team = player && !mapHasComputer ? slot->mapTeam : mode;
-    slot->isPlayerSlot = player;
-    slot->computer = computer;
-    slot->ai = computer;
+    slot->setMode(mode);
     return QString();
 }
 
@@ -231,6 +235,14 @@ void Room::endMatch(qint64 now) {
             // Clients are silent during a match.
             slot.occupant->lastSeen = now;
             slot.occupant->lastHeartbeat = 0;
+        }
+    }
+}
+
+void Room::dropSilent(qint64 time) {
+    for (const Slot& slot : slots_) {
+        if (slot.occupant && slot.occupant->lastSeen < time) {
+            leave(Player(slot.occupant->player));
         }
     }
 }

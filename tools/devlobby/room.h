@@ -41,6 +41,8 @@ struct Slot {
 
     bool isComputer() const;
     bool isFree() const { return !occupant && !locked && isPlayerSlot && !isComputer(); }
+    // "player", "computer" or "observer".
+    void setMode(const QString& mode);
 };
 
 struct ChatMessage {
@@ -100,6 +102,8 @@ public:
     QString launchDone(const Player& player, const QJsonObject& request);
     QString heartbeat(const Player& player, const QJsonObject& request, qint64 now);
     void endMatch(qint64 now);
+    // Takes the seats of those who were last seen before `time`, in ms since 1970.
+    void dropSilent(qint64 time);
 
 private:
     QString readSlots(const QJsonObject& request);
