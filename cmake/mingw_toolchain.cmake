@@ -15,7 +15,6 @@ else()
   set(netplay_cache "$ENV{HOME}/.cache/netplay-lobby")
 endif()
 set(NETPLAY_QT_WINDOWS "${netplay_cache}/qt5-mingw")
-set(NETPLAY_HTTPLIB_SOURCE "${netplay_cache}/cpp-httplib")
 
 set(CMAKE_PREFIX_PATH "${NETPLAY_QT_WINDOWS}")
 set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32 "${NETPLAY_QT_WINDOWS}")

@@ -1,4 +1,5 @@
 #include "devlobby/lobby.h"
+#include "devlobby/network_conditions.h"
 #include "support/test_registry.h"
 
 #include <QCoreApplication>
@@ -7,6 +8,7 @@
 #include <QNetworkReply>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <functional>
@@ -99,32 +101,13 @@ class DevlobbyTest : public QObject {
 private Q_SLOTS:
     // The whole way of a match through the real program; the rules' finer points are tested without the network.
     void matchOverHttp() {
-        QProcess server;
-        const QString options = QStringLiteral("--port 0 --exit-with-stdin --launch-delay-ms 250 --account host:p:1");
-        server.start(QCoreApplication::applicationDirPath() + QStringLiteral("/devlobby"),
-                     options.split(QLatin1Char(' ')));
-        QVERIFY(server.waitForStarted());
-        QVERIFY(QTest::qWaitFor([&server] { return server.canReadLine(); }, 30000));
-        const QString greeting = QString::fromLatin1(server.readLine()).trimmed();
-        QVERIFY2(greeting.startsWith(QStringLiteral("devlobby listening on http://127.0.0.1:")), qPrintable(greeting));
-
-        QNetworkAccessManager network;
-        post_ = [&](const QString& path, const QByteArray& body) {
-            QNetworkRequest request{QUrl(greeting.section(QLatin1Char(' '), -1) + path)};
-            request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-            QNetworkReply* reply = body.isEmpty() ? network.get(request) : network.post(request, body);
-            QSignalSpy(reply, &QNetworkReply::finished).wait(30000);
-            QJsonObject json = QJsonDocument::fromJson(reply->readAll()).object();
-            json.insert(QStringLiteral("status"), reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt());
-            reply->deleteLater();
-            return json;
-        };
+        serve(QStringLiteral("--launch-delay-ms 250"));
         const QString rooms = QStringLiteral("/api/lobby/rooms");
         QCOMPARE(texts(post_(rooms, "{"), QStringLiteral("status")), QStringLiteral("400"));
         QCOMPARE(texts(post_(rooms, QByteArray((1 << 20) + 1, ' ')), QStringLiteral("status")), QStringLiteral("413"));
-        names_ = QStringList{QStringLiteral("HOST"), QStringLiteral("客人")};
         play(R"(0 health GET => ok status => true 200
 0 login {"password":"p:1"}
+1 register {"username":"Host","password":"p"} => username is taken
 1 register {"password":"p"}
 0 rooms ROOM => room/id room/host room/has_password => 1 host true
 1 rooms/1/join {"password":"pw"} => room/players => 2/4
@@ -139,10 +122,85 @@ private Q_SLOTS:
 0 rooms/1/end => room/pm_launch_slots room/status room/player_slots/1/ready =>  waiting false)");
         play("0 rooms GET => rooms/0/id => 1\n1 rooms/1/leave\n0 logout\n0 rooms/1/detail => status => 401\n0 rooms "
              "GET => ok rooms => true []");
+        server_.closeWriteChannel();
+        QVERIFY(server_.waitForFinished());
+        QCOMPARE(server_.exitCode(), 0);
+    }
 
-        server.closeWriteChannel();
-        QVERIFY(server.waitForFinished());
-        QCOMPARE(server.exitCode(), 0);
+    // What is held back or lost keeps nothing else waiting, neither a request nor the server's end.
+    void roughNetwork() {
+        const QTemporaryDir folder;
+        const QString trace = folder.filePath(QStringLiteral("trace"));
+        serve(QStringLiteral("--latency 0:0,detail=0:60000,join=60000:0 --fail 500@ready:1 --fail silent@chat:1 "
+                             "--fail cut@leave --trace ") +
+              trace);
+        play("0 login {\"password\":\"p:1\"}\n0 rooms ROOM");
+        QList<QNetworkReply*> held;
+        for (const char* action : {"detail", "chat", "join"}) {
+            const QJsonObject body{{QStringLiteral("username"), names_[0]},
+                                   {QStringLiteral("auth_token"), tokens_[0]},
+                                   {QStringLiteral("text"), QStringLiteral("you there?")}};
+            held += send(QStringLiteral("/api/lobby/rooms/1/") + QLatin1String(action), QJsonDocument(body).toJson());
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(texts(play("0 rooms GET"), QStringLiteral("rooms/0/messages/0/text")),
+                                  QStringLiteral("you there?"), 30000);
+        play(R"(0 rooms/1/ready {"ready":false} => status error => 500 server failure
+0 rooms/1/ready {"ready":false} => room/player_slots/0/ready => false
+0 rooms/1/leave => status => 0
+0 rooms GET => rooms => [])");
+        for (QNetworkReply* reply : held) {
+            QVERIFY(reply->isRunning());
+        }
+        server_.closeWriteChannel();
+        QVERIFY(server_.waitForFinished());
+        for (QNetworkReply* reply : held) {
+            QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), 30000);
+        }
+
+        QFile file(trace);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray lines = file.readAll();
+        QVERIFY(lines.contains("HOST") && !lines.contains("p:1") && !lines.contains(tokens_[0].toUtf8()));
+        QMap<QString, int> events;
+        for (const QByteArray& line : lines.split('\n')) {
+            const QJsonObject event = QJsonDocument::fromJson(line).object();
+            ++events[texts(event, QStringLiteral("event")) +
+                     texts(event, QStringLiteral("path")).section(QLatin1Char('/'), -1)];
+        }
+        QCOMPARE(events[QStringLiteral("requestdetail")], 1);
+        QCOMPARE(events[QStringLiteral("replyready")], 2);
+        QCOMPARE(events[QStringLiteral("lostchat")], 1);
+        QVERIFY(events[QStringLiteral("lostleave")] >= 1);
+    }
+
+    void conditions() {
+        for (const char* bad : {"", "1", "1:", "1:60001", "-1:0", "1:2,nowhere=1:1", "1:2,join=1", "1:2,join=1:2:3"}) {
+            QVERIFY2(!NetworkConditions().setLatency(QLatin1String(bad)), bad);
+        }
+        for (const char* bad : {"401", "404@join", "cut@", "cut@nowhere", "cut@join:0", "cut@join:"}) {
+            QVERIFY2(!NetworkConditions().addFailure(QLatin1String(bad)), bad);
+        }
+        NetworkConditions network;
+        QVERIFY(network.setLatency(QStringLiteral("100:200,create=7:0")));
+        const Latency own = network.takeLatency(QStringLiteral("create"));
+        QVERIFY(own.requestMs == 7 && own.replyMs == 0);
+        QSet<int> times;
+        NetworkConditions twin;
+        QVERIFY(twin.setLatency(QStringLiteral("100:200")));
+        network.setJitter(5);
+        twin.setJitter(5);
+        for (int i = 0; i < 100; ++i) {
+            const Latency one = network.takeLatency(QStringLiteral("join"));
+            const Latency other = twin.takeLatency(QStringLiteral("join"));
+            QVERIFY(one.requestMs == other.requestMs && one.replyMs == other.replyMs && one.requestMs <= 100 &&
+                    one.replyMs <= 200);
+            times += one.replyMs;
+        }
+        QVERIFY(times.size() > 10);
+        QVERIFY(network.addFailure(QStringLiteral("cut@join:1")) && network.addFailure(QStringLiteral("401@*")));
+        QVERIFY(network.takeFailure(QStringLiteral("rooms")) == Failure::unauthorized);
+        QVERIFY(network.takeFailure(QStringLiteral("join")) == Failure::cut);
+        QVERIFY(network.takeFailure(QStringLiteral("join")) == Failure::unauthorized);
     }
 
     void refusals() {
@@ -168,6 +226,33 @@ private Q_SLOTS:
     }
 
 private:
+    // Starts the real program, with the account "host" and more options.
+    void serve(const QString& options) {
+        const QString words = QStringLiteral("--port 0 --exit-with-stdin --account host:p:1 ") + options;
+        server_.start(QCoreApplication::applicationDirPath() + QStringLiteral("/devlobby"),
+                      words.split(QLatin1Char(' ')));
+        QVERIFY(server_.waitForStarted());
+        QVERIFY(QTest::qWaitFor([this] { return server_.canReadLine(); }, 30000));
+        const QString greeting = QString::fromLatin1(server_.readLine()).trimmed();
+        QVERIFY2(greeting.startsWith(QStringLiteral("devlobby listening on http://127.0.0.1:")), qPrintable(greeting));
+        url_ = greeting.section(QLatin1Char(' '), -1);
+        names_ = QStringList{QStringLiteral("HOST"), QStringLiteral("客人")};
+        post_ = [this](const QString& path, const QByteArray& body) {
+            QNetworkReply* reply = send(path, body);
+            QSignalSpy(reply, &QNetworkReply::finished).wait(30000);
+            QJsonObject json = QJsonDocument::fromJson(reply->readAll()).object();
+            json.insert(QStringLiteral("status"), reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt());
+            reply->deleteLater();
+            return json;
+        };
+    }
+
+    QNetworkReply* send(const QString& path, const QByteArray& body) {
+        QNetworkRequest request{QUrl(url_ + path)};
+        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+        return body.isEmpty() ? network_.get(request) : network_.post(request, body);
+    }
+
     // A fresh lobby with 甲甲 as host of room 1, 乙乙 in its slot 4 and 丙丙 outside.
     void populate() {
         lobby_ = std::make_unique<Lobby>(LobbyOptions{0, 50, 20, 100});
@@ -207,6 +292,9 @@ private:
         return reply;
     }
 
+    QProcess server_;
+    QString url_;
+    QNetworkAccessManager network_;
     qint64 now_ = 1000;
     std::unique_ptr<Lobby> lobby_;
     QStringList names_;

@@ -1,7 +1,6 @@
 #include "devlobby/lobby.h"
 
 #include <QJsonDocument>
-#include <QStringList>
 
 #include <algorithm>
 
@@ -37,6 +36,22 @@ constexpr ActionRule kActions[] = {
     {"map-options", true, true},   {"end", true, false}};
 
 }  // namespace
+
+QString endpointOf(const LobbyRequest& request) {
+    const QString word = request.path.section(QLatin1Char('/'), -1);
+    return word == QLatin1String("rooms") && request.method == QLatin1String("POST") ? QStringLiteral("create") : word;
+}
+
+QStringList endpoints() {
+    QStringList names;
+    for (const char* name : {"health", "login", "register", "logout", "rooms", "create", "detail", "join"}) {
+        names += QLatin1String(name);
+    }
+    for (const ActionRule& rule : kActions) {
+        names += QLatin1String(rule.word);
+    }
+    return names;
+}
 
 LobbyReply Lobby::handle(const LobbyRequest& request, qint64 now) {
     endOverdueMatches(now);

@@ -5,6 +5,7 @@
 #include "devlobby/room.h"
 
 #include <QByteArray>
+#include <QStringList>
 
 #include <memory>
 
@@ -20,6 +21,11 @@ struct LobbyRequest {
     QString path;
     QByteArray body;
 };
+
+// The name of what a request asks for: "rooms" for the list, "create" for a new room, else the path's last word.
+QString endpointOf(const LobbyRequest& request);
+// All the names that the lobby knows.
+QStringList endpoints();
 
 struct LobbyReply {
     int status = 200;  // of HTTP

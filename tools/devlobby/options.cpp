@@ -1,5 +1,7 @@
 #include "devlobby/options.h"
 
+#include <limits>
+
 const char* const kUsage =
     "usage: devlobby [options]\n"
     "\n"
@@ -13,8 +15,25 @@ const char* const kUsage =
     "the\n"
     "                           room) loses the seat, 0 to 86400, 30 without it; 0: keeps it. Not in a playing room.\n"
     "  --token-life N           a session ends N seconds after its sign-in, 0 to 86400; 0, or without it: never\n"
+    "  --latency REQUEST_MS:REPLY_MS[,ENDPOINT=REQUEST_MS:REPLY_MS...]\n"
+    "                           holds each request back before it is carried out, and its reply before it goes out,\n"
+    "                           0 to 60000 each; those of an ENDPOINT named here for its own times instead\n"
+    "  --jitter SEED            makes of each latency a random time up to it, the same for the same SEED\n"
+    "  --fail KIND@ENDPOINT[:N] lets the requests to ENDPOINT fail, or only the first N; may be given several times,\n"
+    "                           the first that fits counts. KIND is\n"
+    "                             401, 500: answered with that status and not carried out\n"
+    "                             cut:      carried out, then the connection is closed without a reply\n"
+    "                             silent:   carried out, and never answered\n"
+    "  --trace FILE             writes a JSON line into FILE for every request and every reply, passwords and tokens\n"
+    "                           left out\n"
     "  --exit-with-stdin        ends when the standard input closes\n"
     "  --help                   this text\n"
+    "\n"
+    "ENDPOINT is \"rooms\" for the list of rooms (GET), \"create\" for a new room (POST), else the last word of the "
+    "path:\n"
+    "health, login, register, logout, detail, join, leave, ready, start, heartbeat, launch-done, and so on; after @ "
+    "also\n"
+    "* for all.\n"
     "\n"
     "POST /api/lobby/rooms/ID/end, sent by the room's host, ends a match too.\n";
 
@@ -32,6 +51,21 @@ bool applyOption(const QString& option, const QString& value, Options& options) 
         const int colon = value.indexOf(QLatin1Char(':'));
         options.accounts.emplace_back(value.left(colon), value.mid(colon + 1));
         return colon > 0;
+    }
+    if (option == QLatin1String("--trace")) {
+        options.traceFile = value;
+        return !value.isEmpty();
+    }
+    if (option == QLatin1String("--latency")) {
+        return options.network.setLatency(value);
+    }
+    if (option == QLatin1String("--fail")) {
+        return options.network.addFailure(value);
+    }
+    if (option == QLatin1String("--jitter")) {
+        const std::optional<int> seed = readNumber(value, std::numeric_limits<int>::max());
+        options.network.setJitter(static_cast<quint32>(seed.value_or(0)));
+        return seed.has_value();
     }
     const auto take = [&value](int most, auto& target) {
         const std::optional<int> number = readNumber(value, most);

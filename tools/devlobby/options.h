@@ -2,6 +2,7 @@
 #pragma once
 
 #include "devlobby/lobby.h"
+#include "devlobby/network_conditions.h"
 
 #include <QStringList>
 
@@ -13,7 +14,9 @@ struct Options {
     bool exitWithStdin = false;
     bool help = false;
     std::vector<std::pair<QString, QString>> accounts;  // name and password
+    QString traceFile;                                  // empty: none
     LobbyOptions lobby;
+    NetworkConditions network;
 };
 
 extern const char* const kUsage;
