@@ -1,6 +1,9 @@
 // The room decoder: whatever JSON a server sends, the records keep their promises. tests/lobby calls it too.
 #include "fuzz/expect.h"
+#include "lobby/bounds.h"
 #include "lobby/room_decoder.h"
+
+#include <QSet>
 
 namespace {
 
@@ -19,7 +22,12 @@ void expectPromises(const RoomInfo& room) {
     }
     for (const RoomChatMessage& message : room.messages) {
         expect(!message.text.isEmpty() && !message.type.isEmpty(), "no empty chat line");
+        expect(message.text.size() <= kMaxMessageLength + 1, "no endless chat line");
     }
+    expect(room.playerSlots.size() <= kMaxSlots && room.slotMeta.size() <= kMaxSlots &&
+               room.playerNames.size() <= kMaxSlots && room.messages.size() <= kMaxMessages &&
+               room.mapOptions.size() <= kMaxMapOptions && room.mapOptionIndexes.size() <= kMaxMapOptions,
+           "no endless list");
     expect(decodeMapOptionIndexes(encodeMapOptionIndexes(room.mapOptionIndexes)) == room.mapOptionIndexes,
            "option indexes read back as written");
 }
@@ -29,8 +37,10 @@ void expectPromises(const RoomInfo& room) {
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromRawData(data, static_cast<int>(size)));
+    QSet<QString> ids;
     for (const RoomInfo& room : decodeRoomsDocument(document, QStringLiteral("bob"))) {
-        expect(!room.id.isEmpty(), "no room without an id");
+        expect(!room.id.isEmpty() && !ids.contains(room.id), "no room without an id of its own");
+        ids.insert(room.id);
         expectPromises(room);
     }
     expectPromises(decodeRoom(document.object(), QStringLiteral("bob")));

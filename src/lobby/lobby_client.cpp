@@ -1,5 +1,6 @@
 #include "lobby/lobby_client.h"
 
+#include "lobby/bounds.h"
 #include "lobby/json_readers.h"
 
 #include <QNetworkReply>
@@ -13,7 +14,8 @@
 
 namespace {
 
-constexpr qint64 kMaxReplyBytes = qint64{32} << 20;
+// What is parsed at once takes 20 ms at the most, whatever it holds.
+constexpr int kMaxParsedAtOnce = 256 << 10;
 constexpr int kFirstRedirect = 300;  // redirects are not followed, and what they say is no answer
 
 QString withoutTrailingSlashes(QString url) {
@@ -29,7 +31,9 @@ bool isLoopbackHost(const QUrl& url) {
 }
 
 QString serverErrorText(const QJsonDocument& document, const QString& fallback) {
-    return jsonFirstString(document.object(), {QLatin1String("error"), QLatin1String("message")}, fallback);
+    const QString text =
+        jsonFirstString(document.object(), {QLatin1String("error"), QLatin1String("message")}, fallback);
+    return shortened(text, kMaxStatusLength);
 }
 
 // Servers word a lost login in many ways, so any text about "auth" counts.
@@ -60,11 +64,31 @@ void boundReplySize(QNetworkReply* reply) {
 
 }  // namespace
 
+struct LobbyClient::Answer {
+    LobbyRequest asked;
+    int status = 0;          // of HTTP; 0 when no reply came
+    QString transportError;  // Qt's text, null when there was none
+    bool packed = false;
+    QByteArray body;
+    QJsonDocument document;
+    QJsonParseError parseError{0, QJsonParseError::NoError};
+
+    void parse() {
+        if (!body.isEmpty()) {
+            document = QJsonDocument::fromJson(body, &parseError);
+        }
+    }
+};
+
 LobbyClient::LobbyClient(const QString& baseUrl, QObject* parent)
-    : QObject(parent), baseUrl_(withoutTrailingSlashes(baseUrl)) {}
+    : QObject(parent), baseUrl_(withoutTrailingSlashes(baseUrl)) {
+    parser_.setMaxThreadCount(1);
+}
 
 // The replies die with network_, while this object can still be called: none of them may do so.
 LobbyClient::~LobbyClient() {
+    parser_.clear();
+    parser_.waitForDone();
     const QList<QNetworkReply*> replies = network_.findChildren<QNetworkReply*>();
     for (QNetworkReply* reply : replies) {
         reply->disconnect(this);
@@ -111,10 +135,8 @@ quint64 LobbyClient::getJson(const QString& path, ReplyCallback callback, int ti
 quint64 LobbyClient::awaitReply(QNetworkReply* reply, const QString& roomId, ReplyCallback callback, int timeoutMs) {
     armReplyTimeout(reply, timeoutMs);
     const LobbyRequest asked{++requestsSent_, roomId};
-    connect(reply, &QNetworkReply::finished, this, [this, reply, asked, callback = std::move(callback)] {
-        const QScopedValueRollback<LobbyRequest> answering(answered_, asked);
-        handleReply(reply, callback);
-    });
+    connect(reply, &QNetworkReply::finished, this,
+            [this, reply, asked, callback = std::move(callback)] { handleReply(reply, asked, callback); });
     return asked.number;
 }
 
@@ -136,28 +158,52 @@ void LobbyClient::armReplyTimeout(QNetworkReply* reply, int timeoutMs) {
     boundReplySize(reply);
 }
 
-void LobbyClient::handleReply(QNetworkReply* reply, const ReplyCallback& callback) {
+void LobbyClient::handleReply(QNetworkReply* reply, const LobbyRequest& asked, const ReplyCallback& callback) {
     reply->deleteLater();
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    QJsonParseError parseError{0, QJsonParseError::NoError};
-    QJsonDocument document;
+    const auto answer = std::make_shared<Answer>();
+    answer->asked = asked;
+    answer->status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    answer->transportError = reply->error() == QNetworkReply::NoError ? QString() : reply->errorString();
+    answer->packed = reply->hasRawHeader("Content-Encoding");
     // An aborted reply is closed already.
-    const QByteArray body = reply->isOpen() ? reply->readAll() : QByteArray();
-    if (!body.isEmpty()) {
-        document = QJsonDocument::fromJson(body, &parseError);
+    answer->body = reply->isOpen() ? reply->readAll() : QByteArray();
+    if (answer->body.size() > kMaxParsedAtOnce) {
+        parseLarge(answer, callback);
+    } else {
+        answer->parse();
+        judge(*answer, callback);
     }
-    if (reply->error() != QNetworkReply::NoError) {
-        const QString message = serverErrorText(document, reply->errorString());
-        endExpiredSession(status, message);
+}
+
+void LobbyClient::parseLarge(const std::shared_ptr<Answer>& answer, const ReplyCallback& callback) {
+    parser_.start([this, answer, callback] {
+        answer->parse();
+        QMetaObject::invokeMethod(
+            this,
+            [this, answer, callback]() mutable {
+                judge(*answer, callback);
+                // Taking such a document down can take as long as making it.
+                parser_.start([gone = std::move(answer)] {});
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void LobbyClient::judge(const Answer& answer, const ReplyCallback& callback) {
+    const QScopedValueRollback<LobbyRequest> answering(answered_, answer.asked);
+    const QJsonDocument& document = answer.document;
+    if (!answer.transportError.isNull()) {
+        const QString message = serverErrorText(document, answer.transportError);
+        endExpiredSession(answer.status, message);
         callback(false, document, message);
-    } else if (status < kFirstRedirect && body.isEmpty() && reply->hasRawHeader("Content-Encoding")) {
+    } else if (answer.status < kFirstRedirect && answer.body.isEmpty() && answer.packed) {
         // A packed body that breaks off before its first byte leaves no other trace.
         callback(false, QJsonDocument(), QStringLiteral("bad JSON: empty packed body"));
-    } else if (status < kFirstRedirect && parseError.error != QJsonParseError::NoError) {
-        callback(false, QJsonDocument(), QStringLiteral("bad JSON: ") + parseError.errorString());
-    } else if (status >= kFirstRedirect || isRejected(document)) {
+    } else if (answer.status < kFirstRedirect && answer.parseError.error != QJsonParseError::NoError) {
+        callback(false, QJsonDocument(), QStringLiteral("bad JSON: ") + answer.parseError.errorString());
+    } else if (answer.status >= kFirstRedirect || isRejected(document)) {
         const QString message = serverErrorText(document, QStringLiteral("server rejected request"));
-        endExpiredSession(status, message);
+        endExpiredSession(answer.status, message);
         callback(false, document, message);
     } else {
         callback(true, document, QString());

@@ -8,15 +8,18 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QObject>
+#include <QThreadPool>
 
 #include <functional>
+#include <memory>
 
 class QNetworkReply;
 class QNetworkRequest;
 
 // One lobby server and one session. Everything runs on the thread that made the object, and every result comes by
-// signal, for local refusals already inside the call. Replies come in whatever order the server gives them; none is
-// repeated, and none outlives the object. A reply above 32 MiB is aborted. A reply that says that the login is gone
+// signal, for local refusals already inside the call; only the JSON of a large reply is parsed on another thread.
+// Replies come in whatever order the server gives them; none is repeated, and none outlives the object. A reply above
+// kMaxReplyBytes (lobby/bounds.h) is aborted. A reply that says that the login is gone
 // ends the session that asked; that shows in authToken() alone. Requests are numbered, so that a slot can tell what its
 // answer is older than.
 class LobbyClient : public QObject {
@@ -77,7 +80,10 @@ private:
                        int timeoutMs);
     quint64 awaitReply(QNetworkReply* reply, const QString& roomId, ReplyCallback callback, int timeoutMs);
     void armReplyTimeout(QNetworkReply* reply, int timeoutMs);
-    void handleReply(QNetworkReply* reply, const ReplyCallback& callback);
+    struct Answer;  // what a finished reply brought
+    void handleReply(QNetworkReply* reply, const LobbyRequest& asked, const ReplyCallback& callback);
+    void parseLarge(const std::shared_ptr<Answer>& answer, const ReplyCallback& callback);
+    void judge(const Answer& answer, const ReplyCallback& callback);
     // Ends the session when an answer says that the server no longer knows it.
     void endExpiredSession(int status, const QString& message);
 
@@ -89,6 +95,7 @@ private:
     void reportFailedAction(const QString& action, const QString& error);
 
     QNetworkAccessManager network_;
+    QThreadPool parser_;
     QString baseUrl_;
     QString userName_;
     QString authToken_;

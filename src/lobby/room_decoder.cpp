@@ -1,6 +1,9 @@
 #include "lobby/room_decoder.h"
 
+#include "lobby/bounds.h"
 #include "lobby/json_readers.h"
+
+#include <QSet>
 
 #include <algorithm>
 
@@ -10,12 +13,6 @@ using Key = QLatin1String;
 
 constexpr int kLowestSlot = 1;
 constexpr int kHighestSlot = 22;
-// Of one list. What a server sends beyond that would only fill the memory and hang the window that shows it.
-constexpr int kMostEntries = 65'536;
-
-int entryCount(const QJsonArray& array) {
-    return std::min(array.size(), kMostEntries);
-}
 
 // The map selection classes that a person may take.
 bool isPersonSelectType(const QString& type) {
@@ -37,7 +34,7 @@ bool decodeIsPlayerSlot(const QJsonObject& object, const RoomSlot& slot) {
 QVector<RoomSlot> decodeSlots(const QJsonValue& value) {
     QVector<RoomSlot> result;
     const QJsonArray array = value.toArray();
-    for (int i = 0; i < entryCount(array); ++i) {
+    for (int i = 0; i < std::min(array.size(), kMaxSlots); ++i) {
         const QJsonValue element = array.at(i);
         if (element.isObject()) {
             result.append(decodeRoomSlot(element.toObject()));
@@ -50,7 +47,7 @@ QVector<RoomChatMessage> decodeMessages(const QJsonValue& value) {
     QVector<RoomChatMessage> result;
     const QJsonArray array = value.toArray();
     // The newest stand last.
-    for (int i = array.size() - entryCount(array); i < array.size(); ++i) {
+    for (int i = std::max(0, array.size() - kMaxMessages); i < array.size(); ++i) {
         const QJsonValue element = array.at(i);
         if (!element.isObject()) {
             continue;
@@ -66,7 +63,7 @@ QVector<RoomChatMessage> decodeMessages(const QJsonValue& value) {
 QStringList decodeNames(const QJsonValue& value) {
     QStringList result;
     const QJsonArray array = value.toArray();
-    for (int i = 0; i < entryCount(array); ++i) {
+    for (int i = 0; i < std::min(array.size(), kMaxSlots); ++i) {
         const QString name = jsonString(array.at(i));
         if (!name.isEmpty()) {
             result.append(name);
@@ -78,7 +75,7 @@ QStringList decodeNames(const QJsonValue& value) {
 QMap<QString, QString> decodeMapOptions(const QJsonValue& value) {
     QMap<QString, QString> result;
     const QJsonObject object = value.toObject();
-    for (auto it = object.begin(); it != object.end() && result.size() < kMostEntries; ++it) {
+    for (auto it = object.begin(); it != object.end() && result.size() < kMaxMapOptions; ++it) {
         result.insert(it.key(), jsonString(it.value()));
     }
     return result;
@@ -141,13 +138,15 @@ void decodeLaunch(const QJsonObject& object, const QString& userName, RoomInfo& 
 
 QVector<RoomInfo> decodeRooms(const QJsonArray& array, const QString& userName) {
     QVector<RoomInfo> result;
-    for (int i = 0; i < entryCount(array); ++i) {
+    QSet<QString> ids;
+    for (int i = 0; i < std::min(array.size(), kMaxRooms); ++i) {
         const QJsonValue element = array.at(i);
         if (!element.isObject()) {
             continue;
         }
         RoomInfo room = decodeRoom(element.toObject(), userName);
-        if (!room.id.isEmpty()) {
+        if (!room.id.isEmpty() && !ids.contains(room.id)) {
+            ids.insert(room.id);
             result.append(std::move(room));
         }
     }
@@ -225,7 +224,8 @@ RoomChatMessage decodeChatMessage(const QJsonObject& object) {
     message.id = jsonFirstString(object, {Key("id")}, QString());
     message.time = jsonFirstString(object, {Key("ts"), Key("time"), Key("created_at")}, QString());
     message.from = jsonFirstString(object, {Key("from"), Key("player"), Key("name")}, QString());
-    message.text = jsonFirstString(object, {Key("text"), Key("message"), Key("content")}, QString());
+    message.text =
+        shortened(jsonFirstString(object, {Key("text"), Key("message"), Key("content")}, QString()), kMaxMessageLength);
     message.type = jsonFirstString(object, {Key("type")}, QStringLiteral("chat"));
     return message;
 }
@@ -233,7 +233,7 @@ RoomChatMessage decodeChatMessage(const QJsonObject& object) {
 QVector<MapOptionIndex> decodeMapOptionIndexes(const QJsonValue& value) {
     QVector<MapOptionIndex> result;
     const QJsonArray array = value.toArray();
-    for (int position = 0; position < entryCount(array); ++position) {
+    for (int position = 0; position < std::min(array.size(), kMaxMapOptions); ++position) {
         const MapOptionIndex index = decodeMapOptionIndex(array.at(position), position);
         if (index.option >= 0 && index.value >= 0) {
             result.append(index);
@@ -265,8 +265,8 @@ QString normalizeRoomStatus(const QString& text) {
 int findLobbySlot(const QJsonObject& object, const QString& userName) {
     for (const Key key : {Key("pm_launch_slots"), Key("player_slots")}) {
         const QJsonArray entries = object.value(key).toArray();
-        for (const QJsonValue element : entries) {
-            const QJsonObject entry = element.toObject();
+        for (int i = 0; i < std::min(entries.size(), kMaxSlots); ++i) {
+            const QJsonObject entry = entries.at(i).toObject();
             if (namesUser(entry, userName)) {
                 return std::clamp(jsonInt(entry, Key("slot"), 1), kLowestSlot, kHighestSlot);
             }
@@ -277,14 +277,15 @@ int findLobbySlot(const QJsonObject& object, const QString& userName) {
 
 QJsonObject findLaunchEntry(const QJsonObject& object, const QString& userName, int lobbySlot) {
     const QJsonArray entries = object.value(Key("pm_launch_slots")).toArray();
-    for (const QJsonValue element : entries) {
-        QJsonObject entry = element.toObject();
+    const int count = std::min(entries.size(), kMaxSlots);
+    for (int i = 0; i < count; ++i) {
+        QJsonObject entry = entries.at(i).toObject();
         if (namesUser(entry, userName)) {
             return entry;
         }
     }
-    for (const QJsonValue element : entries) {
-        QJsonObject entry = element.toObject();
+    for (int i = 0; i < count; ++i) {
+        QJsonObject entry = entries.at(i).toObject();
         if (jsonInt(entry, Key("slot"), 0) == lobbySlot || jsonInt(entry, Key("lobby_slot"), 0) == lobbySlot) {
             return entry;
         }

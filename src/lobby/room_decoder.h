@@ -1,6 +1,6 @@
-// Room records from the lobby server's JSON (docs/protocol.md). Every missing or mistyped value gets its default; the
-// one thing that a decoder rejects is a room without an id. Of each list the first 65,536 entries are read, of messages
-// the last. `userName` is the signed-in user, compared ignoring case.
+// Room records from the lobby server's JSON (docs/protocol.md). Every missing or mistyped value gets its default; what
+// a decoder rejects is a room without an id, or with that of a room before it. Lists and messages are read within the
+// bounds of lobby/bounds.h. `userName` is the signed-in user, compared ignoring case.
 #pragma once
 
 #include "lobby/room_info.h"

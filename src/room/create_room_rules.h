@@ -34,7 +34,7 @@ struct CreateRoomOption {
 };
 
 // The options that have a choice, each once: the public ones in the map's order, then those known by an initial value
-// or by a list of values alone. At most kMaxMapOptionRows (room/map_option_rows.h).
+// or by a list of values alone. At most kMaxMapOptionRows (lobby/bounds.h).
 std::vector<CreateRoomOption> createRoomOptions(const NetPlay::MapInfo& map);
 
 // "<owner>的<title>" as one line, cut to kMaxRoomNameLength without parting a surrogate pair.

@@ -1,6 +1,7 @@
 // The map options of a room as rows of choices.
 #pragma once
 
+#include "lobby/bounds.h"
 #include "lobby/room_info.h"
 #include "maps/map_info.h"
 
@@ -10,16 +11,12 @@
 
 #include <optional>
 
-// More boxes than this would stop the window for seconds whenever they are built. Options beyond keep their values.
-inline constexpr int kMaxMapOptionRows = 300;
-// UTF-16 units. A longer text is never offered, for the same reason.
-inline constexpr int kMaxChoiceLength = 1000;
-
 // Every option of the map, each once: the public ones in the map's order, then those known by an initial value or by a
 // list of values alone.
 QStringList mapOptionKeys(const NetPlay::MapInfo& map);
 
-// The values that the map lists for the option, in its order, and the one that it starts with, if it names one.
+// The values that the map lists for the option, in its order, and the one that it starts with, if it names one; none
+// beyond kMaxChoiceLength.
 QStringList listedChoices(const NetPlay::MapInfo& map, const QString& key);
 std::optional<QString> initialChoice(const NetPlay::MapInfo& map, const QString& key);
 

@@ -26,37 +26,58 @@ QString chatClock(const QString& time) {
     return time.isEmpty() ? QStringLiteral("--:--") : time;
 }
 
+// Each part by itself, so that no text can begin a line in another's name.
 QString chatLine(const RoomChatMessage& message) {
-    const QString who = message.from.isEmpty() ? QStringLiteral("系统") : message.from;
-    return QStringLiteral("[%1] %2: %3").arg(chatClock(message.time), who, message.text);
+    const QString who = message.from.isEmpty() ? QStringLiteral("系统") : shownText(message.from);
+    return QStringLiteral("[%1] %2: %3")
+        .arg(shownText(chatClock(message.time)), who, shownText(message.text, kMaxMessageLength));
+}
+
+bool isMark(QChar::Category category) {
+    return category == QChar::Mark_NonSpacing || category == QChar::Mark_SpacingCombining ||
+           category == QChar::Mark_Enclosing;
+}
+
+// Also for QTextDocument, to which two code points that are no characters mean the beginning and the end of a frame.
+bool breaksLine(uint code, QChar::Category category) {
+    return category == QChar::Other_Control || category == QChar::Separator_Line ||
+           category == QChar::Separator_Paragraph || (code >= 0xFDD0 && code <= 0xFDEF) ||
+           code == QChar::ObjectReplacementCharacter;
+}
+
+bool turnsDirection(uint code) {
+    return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069) || code == 0x200E ||
+           code == 0x200F || code == 0x061C;
 }
 
 }  // namespace
 
-QString singleLine(QString text) {
-    const auto turnsDirection = [](QChar character) {
-        const ushort code = character.unicode();
-        return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
-    };
-    text.resize(static_cast<int>(std::remove_if(text.begin(), text.end(), turnsDirection) - text.begin()));
-    for (QChar& character : text) {
-        if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
-            character == QChar::ParagraphSeparator) {
-            character = QLatin1Char(' ');
+QString singleLine(const QString& text) {
+    QString line;
+    line.reserve(text.size());
+    int marks = 0;
+    for (int i = 0; i < text.size(); ++i) {
+        const bool pair = text[i].isHighSurrogate() && i + 1 < text.size() && text[i + 1].isLowSurrogate();
+        const uint code = pair ? QChar::surrogateToUcs4(text[i], text[i + 1]) : text[i].unicode();
+        const QChar::Category category = QChar::category(code);
+        if (isMark(category)) {
+            ++marks;
+        } else if (category != QChar::Other_Format) {
+            marks = 0;
         }
+        if (breaksLine(code, category)) {
+            line += QLatin1Char(' ');
+        } else if (!turnsDirection(code) && marks <= kMaxMarks) {
+            line += text.midRef(i, pair ? 2 : 1);
+        }
+        i += pair ? 1 : 0;
     }
-    return text;
+    return line;
 }
 
-QString beginning(const QString& text, int length) {
-    const bool splits = length > 0 && length < text.size() && text[length - 1].isHighSurrogate();
-    return text.left(splits ? length - 1 : length);
-}
-
-QString shownText(const QString& text) {
+QString shownText(const QString& text, int length) {
     // What lies far behind the cut need not be looked at.
-    const QString line = singleLine(text.left(2 * kMaxShownLength));
-    return line.size() <= kMaxShownLength ? line : beginning(line, kMaxShownLength) + QStringLiteral("…");
+    return shortened(singleLine(text.left(2 * length + 1)), length);
 }
 
 const QString& roomName(const RoomInfo& room) {

@@ -1,25 +1,20 @@
-// What the player reads of a room. Server texts stand in it as they came, for widgets that show plain text.
+// What the player reads of a room, for widgets that show plain text.
 #pragma once
 
+#include "lobby/bounds.h"
 #include "lobby/room_info.h"
 
 #include <QString>
 #include <QVector>
 
-// A label or a cell has room for far less, and the layout of an endless text would stop the window.
-inline constexpr int kMaxShownLength = 200;
-// The chat view keeps this many UTF-16 units of the newest lines, for the same reason.
-inline constexpr int kMaxChatLength = 100'000;
+// The text as one line that reads forward: control characters and all that a text view takes for a line break or an
+// object become blanks, the marks that turn the direction of writing go, as do combining marks beyond kMaxMarks in a
+// row.
+QString singleLine(const QString& text);
 
-// The text as one line that reads forward: control characters and line breaks become blanks, and the marks that turn
-// the direction of writing go.
-QString singleLine(QString text);
-
-// The first `length` UTF-16 units, less one rather than half a character.
-QString beginning(const QString& text, int length);
-
-// The text as a single line, cut to kMaxShownLength UTF-16 units with "…" behind them.
-QString shownText(const QString& text);
+// What a player gets to see of any text that came from a server or a file: a single line, cut to `length` UTF-16 units
+// with "…" behind them.
+QString shownText(const QString& text, int length = kMaxShownLength);
 
 // The room's name, or its id where the server gives none.
 const QString& roomName(const RoomInfo& room);
@@ -40,9 +35,9 @@ RoomDisplayTexts roomDisplayTexts(const RoomInfo& room);
 // The room page's heading.
 QString roomTitleText(const RoomInfo& room);
 
-// The seven lines of the room's settings, each cut by shownText.
+// The seven lines of the room's settings.
 QString roomSettingsText(const RoomInfo& room);
 
 // One line a message, oldest first, or one line that says that there is none. Of more than kMaxChatLength UTF-16 units
-// the oldest lines are left out.
+// the oldest lines are left out, or a part of theirs.
 QString roomChatText(const QVector<RoomChatMessage>& messages);

@@ -32,8 +32,10 @@ QVector<RoomSlot> mergedSlots(const RoomInfo& room) {
     for (const RoomSlot& player : room.playerSlots) {
         const auto hit = firstRows.constFind(player.slot);
         if (hit == firstRows.constEnd()) {
-            firstRows.insert(player.slot, merged.size());
-            merged.append(player);
+            if (merged.size() < kMaxSlots) {
+                firstRows.insert(player.slot, merged.size());
+                merged.append(player);
+            }
             continue;
         }
         RoomSlot& slot = merged[*hit];

@@ -25,7 +25,8 @@ struct SlotRow {
     std::array<QString, 5> cells;  // slot, side, player, state, connection; each cut by shownText
 };
 
-// The slots of the map with those who sit in them, by slot number. A room that tells no slots gets a row for each name.
+// The slots of the map with those who sit in them, by slot number, at most kMaxSlots (lobby/bounds.h). A room that
+// tells no slots gets a row for each name.
 QVector<SlotRow> slotRows(const RoomInfo& room, const QString& userName);
 
 enum class SlotCommand { none, moveHere, kick, transferHost, close, open, addComputer, makeObserver };

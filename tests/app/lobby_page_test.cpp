@@ -81,7 +81,7 @@ private Q_SLOTS:
         WindowFixture fixture;
         fixture.server.rooms = manyRooms(fixture, 5000);
         for (const char* name : {"<img src=x>", R"(two\nlines\r\n)", "\u202Eright to left", "😀"}) {
-            const QString fields = text(R"("name":"%1","map_name":"%1","status":"%1")");
+            const QString fields = text(R"("id":"%1","name":"%1","map_name":"%1","status":"%1")");
             fixture.server.rooms.prepend(fixture.room("host", fields.arg(text(name).repeated(500)).toUtf8()));
         }
         fixture.signIn();

@@ -131,7 +131,7 @@ QVector<AnswerRow> answerRows() {
         return reply(R"({"error":"who?"})", QByteArray("401 Oops\r\nWWW-Authenticate: ") + scheme);
     };
     const char* const oops = "rooms||Error transferring %1 - server replied: Oops";
-    const QByteArray large = R"({"error":"auth"})" + QByteArray(33 * 1024 * 1024, ' ');
+    const QByteArray large = R"({"error":"auth"})" + QByteArray(9 << 20, ' ');
     const QByteArray zlib = qCompress(large).mid(4);  // Qt puts the size before it
     const QByteArray zlibHead = "Content-Encoding: deflate\r\nContent-Length: " + QByteArray::number(zlib.size());
     const QByteArray brokenGzip = QByteArray::fromHex("1f8b08000000000000ff3f3f");
@@ -186,9 +186,9 @@ QVector<AnswerRow> answerRows() {
         {"detail", raw("Content-Length: 90\r\n\r\n{\"ok\":true", true), "detail|failed||Connection closed"},
         {"detail", {"HTTP/1.1 200 OK\r\nContent-Length: 90\r\n\r\n{", false, true}, "detail|failed||Connection closed"},
         {"detail", raw("Content-Length: 9\r\n\r\n{\"ok\":true}"), "detail|failed||bad JSON: illegal value"},
-        {"rooms", raw("Content-Length: 33554433\r\n\r\n{", true), "rooms||Operation canceled"},
+        {"rooms", raw("Content-Length: 8388609\r\n\r\n{", true), "rooms||Operation canceled"},
         {"rooms", raw(zlibHead + "\r\n\r\n" + zlib), "rooms||Operation canceled"},
-        {"rooms", reply(large.left(32 * 1024 * 1024)), "rooms||"},
+        {"rooms", reply(large.left(8 << 20)), "rooms||"},
     };
 }
 

@@ -1,3 +1,4 @@
+#include "lobby/bounds.h"
 #include "lobby/json_readers.h"
 #include "lobby/room_decoder.h"
 #include "support/test_registry.h"
@@ -55,7 +56,7 @@ const char kReaderRows[] =
     R"(2147483648|1|1|2147483647|2147483648;-1e300|1|1|-2147483648|-1e+300;)"
     R"(9223372036854774784|1|1|2147483647|9223372036854774784;9223372036854775808|1|1|2147483647|9.22337203685478e+18;)"
     R"(" Yes "|1|1|-7| Yes ;"1"|1|1|1|1;" oFF"|0|0|-7| oFF;""|0|1|-7|;"-12"|0|1|-12|-12;)"
-    R"("99999999999"|0|1|-7|99999999999)";
+    R"("2147483648"|0|1|-7|2147483648;"-2147483649"|0|1|-7|-2147483649;"99999999999"|0|1|-7|99999999999)";
 
 // The part of the room that `shown` shows, JSON, and that.
 const char kRoomRows[] = R"(t {"id":7} => 7|7|waiting||0/0|||
@@ -152,12 +153,32 @@ private Q_SLOTS:
         qInstallMessageHandler(previous);
     }
 
-    void endlessLists() {
-        const QByteArray list = '[' + QByteArray(R"({"id":7,"text":8},)").repeated(65'536) + R"({"id":7,"text":9}])";
-        QCOMPARE(decodeRoomsDocument(QJsonDocument::fromJson(list), kUser).size(), 65'536);
-        const RoomInfo room = decodeRoom(object("{\"player_slots\":" + list + ",\"messages\":" + list + "}"), kUser);
-        QVERIFY(room.playerSlots.size() == 65'536 && room.messages.size() == 65'536);
-        QCOMPARE(room.messages.last().text, QStringLiteral("9"));
+    // More of everything than is read: of messages the last stay, of the rest the first.
+    void bounds() {
+        QByteArray list;
+        QByteArray options;
+        for (int i = 0; i < kMaxRooms + 9; ++i) {
+            const QByteArray number = QByteArray::number(i);
+            list += R"({"id":)" + number + R"(,"text":)" + number + "},";
+            options += '"' + number + "\":1,";
+        }
+        list = '[' + list.chopped(1) + ']';
+        options = '{' + options.chopped(1) + '}';
+        const QString longText = QStringLiteral("x").repeated(kMaxMessageLength - 1) + QStringLiteral("😀");
+        RoomInfo room = decodeRoom(object("{\"player_slots\":" + list + ",\"slot_meta\":" + list +
+                                          ",\"messages\":" + list + ",\"map_options\":" + options + "}"),
+                                   kUser);
+        QVERIFY(room.playerSlots.size() == kMaxSlots && room.slotMeta.size() == kMaxSlots);
+        QVERIFY(room.mapOptions.size() == kMaxMapOptions && room.messages.size() == kMaxMessages);
+        QCOMPARE(room.messages.last().text, QString::number(kMaxRooms + 8));
+        room =
+            decodeRoom({{QStringLiteral("messages"), QJsonArray{QJsonObject{{QStringLiteral("text"), longText}}}}}, {});
+        QCOMPARE(room.messages[0].text, QString(longText.left(kMaxMessageLength - 1) + QStringLiteral("…")));
+        QVector<RoomInfo> rooms = decodeRoomsDocument(QJsonDocument::fromJson(list), kUser);
+        QVERIFY(rooms.size() == kMaxRooms && rooms.last().id == QString::number(kMaxRooms - 1));
+        // An id counts once, where it comes first.
+        rooms = decodeRoomList(object(R"({"rooms":[{"id":7,"name":"a"},{"id":8},{"id":"7","name":"b"}]})"), kUser);
+        QVERIFY(rooms.size() == 2 && rooms[0].name == QLatin1String("a") && rooms[1].id == QLatin1String("8"));
     }
 };
 

@@ -106,9 +106,21 @@ private Q_SLOTS:
             const QStringList parts = given.split(QLatin1Char(','));
             return text(" ") + roomChatText({{QString(), parts[0], parts[1], parts[2], QString()}});
         });
-        const QString endless = text("😀").repeated(kMaxChatLength);
-        const QString shown = roomChatText({{{}, {}, {}, endless, {}}, {{}, {}, text("a"), text("new"), {}}});
-        QVERIFY(shown.size() <= kMaxChatLength && shown.endsWith(text("😀\n[--:--] a: new")));
+        // Only whole pairs, and the newest; no message begins a line of its own.
+        QVector<RoomChatMessage> messages(60, {{}, {}, {}, text("😀").repeated(kMaxMessageLength / 2), {}});
+        messages += RoomChatMessage{{}, text("\n"), text("a\r"), text("new\n[12:00] b: \uFDD0c"), {}};
+        const QString shown = roomChatText(messages);
+        QVERIFY(shown.size() <= kMaxChatLength && shown.size() > kMaxChatLength - kMaxMessageLength);
+        QVERIFY(shown.endsWith(text("😀\n[ ] a : new [12:00] b:  c")));
+        const QString marks = text("e\u0301\u0302\u0303\u0304");
+        const QPair<QString, QString> cleaned[] = {
+            {marks + text("\u0305\u202E\u0306f\u0301\U0001D167"), marks + text("f\u0301\U0001D167")},
+            {text("\u2067a\u200Fb\u061C"), text("ab")},
+            {text("a\tb\u2028\u2029\u0085\uFFFCc"), text("a b    c")},
+            {text("👩\u200D🚀 1\uFE0F\u20E3"), text("👩\u200D🚀 1\uFE0F\u20E3")}};
+        for (const auto& [raw, clean] : cleaned) {
+            QCOMPARE(shownText(raw), clean);
+        }
         RoomInfo room;
         room.id = text("7");
         room.playerCount = room.maxPlayers = 2;
