@@ -2,6 +2,7 @@
 
 #include "lobby/lobby_client.h"
 #include "room/room_rules.h"
+#include "room/room_texts.h"
 
 #include <QCloseEvent>
 #include <QDialog>
@@ -14,7 +15,6 @@
 namespace {
 
 constexpr int kClosingLeaveMs = 800;
-constexpr int kLongestStatus = 1000;
 
 QTimer* makeTimer(const QString& name, int intervalMs, QObject* parent) {
     auto* timer = new QTimer(parent);
@@ -97,8 +97,8 @@ void MainWindow::wireWatchers() {
 }
 
 void MainWindow::showStatus(QLabel* label, const QString& wholeText) {
-    // A server's message of any length leaves the page its shape.
-    const QString text = wholeText.left(kLongestStatus);
+    // A server's message leaves the page its shape, whatever it holds.
+    const QString text = shownText(wholeText, kMaxStatusLength);
     if (label != nullptr) {
         label->setText(text);
     }

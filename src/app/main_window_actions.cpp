@@ -1,5 +1,6 @@
 // What a player does in a room, and what comes of it.
 #include "app/main_window.h"
+#include "app/widgets.h"
 #include "lobby/lobby_client.h"
 #include "lobby/room_decoder.h"
 #include "room/poll_rules.h"
@@ -49,12 +50,12 @@ bool MainWindow::canStartRoom(QString* message) const {
 }
 
 int MainWindow::selectedSlotNumber() const {
-    const QTableWidgetItem* item = slotTable->item(slotTable->currentRow(), 0);
+    const QTableWidgetItem* item = slotTable->item(selectedRow(slotTable), 0);
     return item == nullptr ? 0 : item->data(kSlotNumberRole).toInt();
 }
 
 QString MainWindow::selectedSlotName() const {
-    const QTableWidgetItem* item = slotTable->item(slotTable->currentRow(), 0);
+    const QTableWidgetItem* item = slotTable->item(selectedRow(slotTable), 0);
     return item == nullptr ? QString() : item->data(kOccupantRole).toString();
 }
 

@@ -209,7 +209,7 @@ void MainWindow::setMapCheckInFlight(bool inFlight) {
 }
 
 int MainWindow::selectedRoomIndex() const {
-    const int row = roomTable->currentRow();
+    const int row = selectedRow(roomTable);
     const QTableWidgetItem* item = row < 0 || row >= rooms.size() ? nullptr : roomTable->item(row, 0);
     return item == nullptr ? -1 : findRoomIndex(item->data(Qt::UserRole).toString());
 }

@@ -114,7 +114,6 @@ bool MainWindow::restoreRoom() {
 }
 
 bool MainWindow::followRoom() {
-    roomClock.listed(client->answered());
     const RoomUpdate update = judgeRoomUpdate(currentRoom.id, rooms, userName());
     if (update.outcome == RoomUpdate::Outcome::missing) {
         if (isShown(roomPage)) {
@@ -135,6 +134,9 @@ bool MainWindow::followRoom() {
             enterLobby(QStringLiteral("你已被移出房间。"));
         }
         return false;
+    }
+    if (isRoomPlaying(*update.room) != isRoomPlaying(currentRoom)) {
+        roomClock.changed(client->answered(), client->requestsSent());
     }
     if (update.wantsDetail) {
         // Before anything is launched: the list may lack what the launch needs.

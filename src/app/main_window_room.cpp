@@ -301,8 +301,8 @@ void MainWindow::renderSlotTable() {
         fillSlotRow(slotTable, row, rows[row]);
         if (keep > 0 && rows[row].slot.slot == keep) {
             kept = true;
-            // A row that is current already stays untouched: choosing it again would scroll to it.
-            if (slotTable->currentRow() != row) {
+            // A row that is selected already stays untouched: choosing it again would scroll to it.
+            if (selectedRow(slotTable) != row) {
                 slotTable->selectRow(row);
             }
         }
@@ -371,7 +371,7 @@ void MainWindow::refreshRoomButtons() {
 }
 
 QVector<SlotMenuEntry> MainWindow::selectedSlotMenu() const {
-    const QTableWidgetItem* slot = slotTable->item(slotTable->currentRow(), 0);
+    const QTableWidgetItem* slot = slotTable->item(selectedRow(slotTable), 0);
     if (slot == nullptr || !hasSession() || !inRoom) {
         return {};
     }

@@ -8,16 +8,12 @@ void RoomClock::moved(quint64 sent) {
 }
 
 void RoomClock::changed(const LobbyRequest& by, quint64 sent) {
-    listed(by);
+    changedBy_ = std::max(changedBy_, by.number);
     changedAt_ = sent;
 }
 
-void RoomClock::listed(const LobbyRequest& by) {
-    told_ = std::max(told_, by.number);
-}
-
 bool RoomClock::listSpeaks(const LobbyRequest& asked) const {
-    return asked.number == 0 || asked.number > std::max(changedAt_, told_);
+    return asked.number == 0 || asked.number > changedAt_;
 }
 
 bool RoomClock::replyIsForThisStay(const LobbyRequest& asked, const QString& roomId) const {
@@ -25,5 +21,5 @@ bool RoomClock::replyIsForThisStay(const LobbyRequest& asked, const QString& roo
 }
 
 bool RoomClock::replySpeaks(const LobbyRequest& asked) const {
-    return asked.number == 0 || asked.number > told_;
+    return asked.number == 0 || asked.number > changedBy_;
 }

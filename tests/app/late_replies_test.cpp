@@ -6,7 +6,6 @@
 
 #include <QComboBox>
 #include <QMenu>
-#include <QNetworkReply>
 #include <QSignalSpy>
 
 namespace {
@@ -96,6 +95,33 @@ private Q_SLOTS:
         QVERIFY(fixture.button(matchEnds ? "准备" : "返回大厅") != nullptr);
         if (!matchEnds) {
             TRY(details.size() == 2);
+        }
+    }
+
+    // What a launch lacks may come with the detail; only then is it missing.
+    void aListWithoutLaunchData() {
+        WindowFixture fixture;
+        fixture.enterRoom(fixture.room("host me"));
+        fixture.stopPolls();
+        fixture.server.rooms = {fixture.room("host me", R"("status":"playing")")};
+        fixture.server.holds = {"detail"};
+        fixture.askForRooms();
+        TRY(fixture.button("返回大厅") != nullptr && fixture.server.sent("detail").size() == 1);
+        QCOMPARE(fixture.told("启动失败:"), 0);
+        fixture.server.release();
+        TRY(fixture.told("启动失败:房间启动身份不完整，请重新进入房间。") > 0);
+    }
+
+    // A reply without a room leaves the room as it was known; the words follow what was asked for.
+    void aReplyWithoutARoom() {
+        for (const char* status : {"200 OK", "204 No Content"}) {
+            WindowFixture fixture;
+            fixture.enterRoom(fixture.room("host me"));
+            fixture.stopPolls();
+            fixture.server.answers = {{"ready", ScriptedServer::reply("", status)}};
+            fixture.press("准备");
+            TRY(fixture.told("已准备。") == 1);
+            QVERIFY(fixture.told("已取消准备。") == 0 && fixture.button("准备") != nullptr);
         }
     }
 

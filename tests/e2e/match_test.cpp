@@ -195,6 +195,35 @@ private Q_SLOTS:
         TRY(host.handout().contains(text(" 1 1 2 10001 ")));
     }
 
+    // Who is gone while the game is being started hears nothing of it; a game that starts all the same is watched, and
+    // one whose window closes does not start.
+    void goneDuringTheLaunch_data() {
+        QTest::addColumn<bool>("closes");
+        QTest::newRow("session lost") << false;
+        QTest::newRow("window closed") << true;
+    }
+    void goneDuringTheLaunch() {
+        QFETCH(const bool, closes);
+        Lobby lobby;
+        Player host(kHost, lobby.url());
+        Player guest(kGuest, lobby.url());
+        meet(host, guest);
+        auto lock = platform::ExclusiveFile::tryOpen(guest.path("gametest/config.lua.lock").toStdU16String());
+        startMatch(host, guest);
+        TRY(guest.told("自动启动游戏中:") == 1);
+        if (closes) {
+            QVERIFY(lock && guest.window->close());
+            guest.window.reset();
+            lock.reset();
+            QCOMPARE(guest.gamePid(), 0);
+            return;
+        }
+        Q_EMIT guest.client()->roomsUpdated({}, text("401"));
+        lock.reset();
+        TRY(guest.timer("gameWatchTimer")->isActive() && guest.gamePid() > 0);
+        QVERIFY(guest.enabled("登录") && guest.starts() == 0 && guest.status().startsWith(text("登录已过期")));
+    }
+
     void signOutDuringMatch() {
         Lobby lobby;
         Player host(kHost, lobby.url());

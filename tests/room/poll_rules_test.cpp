@@ -108,10 +108,8 @@ private Q_SLOTS:
         QVERIFY(replies(5) == 0 && replies(6) == 2 && replies(6, "8") == 0 && replies(0, "8") == 2);
         clock.changed({6, text("7")}, 8);
         QVERIFY(!lists(8) && lists(9) && replies(6) == 1 && replies(7) == 2);
-        clock.listed({9, {}});
-        QVERIFY(!lists(9) && lists(10) && replies(8) == 1 && replies(10) == 2);
-        clock.listed({});
-        QVERIFY(!lists(9));
+        clock.changed({}, 8);
+        QVERIFY(lists(9) && replies(6) == 1);
     }
 };
 

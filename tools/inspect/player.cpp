@@ -184,13 +184,15 @@ bool Player::passesMapGate(const RoomInfo& room) {
 }
 
 void Player::followRoom(const QVector<RoomInfo>& rooms) {
-    clock_.listed(client_.answered());
     const RoomUpdate update = judgeRoomUpdate(room_.id, rooms, client_.userName());
     if (update.outcome == RoomUpdate::Outcome::missing) {
         fail(QStringLiteral("the room was closed"));
     } else if (update.outcome == RoomUpdate::Outcome::removed) {
         fail(QStringLiteral("removed from the room"));
     } else {
+        if (isRoomPlaying(*update.room) != isRoomPlaying(room_)) {
+            clock_.changed(client_.answered(), client_.requestsSent());
+        }
         updateRoom(*update.room);
         act();
     }
