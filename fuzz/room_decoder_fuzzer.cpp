@@ -26,7 +26,7 @@ void expectPromises(const RoomInfo& room) {
     }
     expect(room.playerSlots.size() <= kMaxSlots && room.slotMeta.size() <= kMaxSlots &&
                room.playerNames.size() <= kMaxSlots && room.messages.size() <= kMaxMessages &&
-               room.mapOptions.size() <= kMaxMapOptions && room.mapOptionIndexes.size() <= kMaxMapOptions,
+               room.mapOptions.size() <= kMaxMapOptions && room.mapOptionIndexes.size() <= kMaxMapOptionIndexes,
            "no endless list");
     expect(decodeMapOptionIndexes(encodeMapOptionIndexes(room.mapOptionIndexes)) == room.mapOptionIndexes,
            "option indexes read back as written");

@@ -10,8 +10,9 @@ inline constexpr qint64 kMaxReplyBytes = qint64{8} << 20;
 inline constexpr int kMaxRooms = 20'000;
 // Of a room, the first: slots, taken slots, names and launch entries alike.
 inline constexpr int kMaxSlots = 256;
-// Of a room, the first: map options and their numbers.
+// Of a room, the first: map options, and their numbers for the game.
 inline constexpr int kMaxMapOptions = 1'000;
+inline constexpr int kMaxMapOptionIndexes = 10'000;
 // Of a room, the last; and what the view of them holds.
 inline constexpr int kMaxMessages = 1'000;
 inline constexpr int kMaxChatLength = 50'000;

@@ -233,7 +233,7 @@ RoomChatMessage decodeChatMessage(const QJsonObject& object) {
 QVector<MapOptionIndex> decodeMapOptionIndexes(const QJsonValue& value) {
     QVector<MapOptionIndex> result;
     const QJsonArray array = value.toArray();
-    for (int position = 0; position < std::min(array.size(), kMaxMapOptions); ++position) {
+    for (int position = 0; position < std::min(array.size(), kMaxMapOptionIndexes); ++position) {
         const MapOptionIndex index = decodeMapOptionIndex(array.at(position), position);
         if (index.option >= 0 && index.value >= 0) {
             result.append(index);
