@@ -17,7 +17,7 @@ namespace {
 // The room's choices, with those that the page shows on top.
 QMap<QString, QString> selectedOptions(QMap<QString, QString> selections, const QMap<QString, QComboBox*>& combos) {
     for (auto combo = combos.begin(); combo != combos.end(); ++combo) {
-        selections.insert(combo.key(), combo.value()->currentText());
+        selections.insert(combo.key(), combo.value()->currentData().toString());
     }
     return selections;
 }

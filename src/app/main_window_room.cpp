@@ -1,14 +1,13 @@
 #include "app/main_window.h"
 #include "app/widgets.h"
+#include "room/choice_box.h"
 #include "room/map_option_rows.h"
 #include "room/room_rules.h"
 #include "room/room_signatures.h"
 #include "room/room_texts.h"
 #include "room/slot_table.h"
-#include "room/wheelless_box.h"
 
 #include <QColor>
-#include <QComboBox>
 #include <QFormLayout>
 #include <QFrame>
 #include <QHBoxLayout>
@@ -116,19 +115,6 @@ QLabel* optionCaption(const QString& key) {
     caption->setMaximumWidth(kMaxCaptionWidth);
     caption->setToolTip(plainTip(key));
     return caption;
-}
-
-QComboBox* optionCombo(const MapOptionRow& row) {
-    constexpr int kShownCharacters = 8;
-    auto* combo = new WheellessBox<QComboBox>;
-    combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    combo->setMinimumContentsLength(kShownCharacters);
-    combo->addItems(row.choices);
-    const int current = row.choices.indexOf(row.current);
-    if (current >= 0) {
-        combo->setCurrentIndex(current);
-    }
-    return combo;
 }
 
 void applyButton(QPushButton* button, const RoomButton& rule) {
@@ -330,10 +316,10 @@ void MainWindow::renderRoomSettings() {
     mapOptionCombos.clear();
     roomSettingsLabel->setText(roomSettingsText(currentRoom));
     for (const MapOptionRow& row : mapOptionRows(currentRoom, map)) {
-        QComboBox* combo = optionCombo(row);
+        auto* combo = new ChoiceBox(row.choices, row.choices.indexOf(row.current));
         combo->setEnabled(host);
-        connect(combo, &QComboBox::currentTextChanged, this,
-                [this, key = row.key](const QString& text) { applyMapOption(key, text); });
+        connect(combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
+                [this, combo, key = row.key] { applyMapOption(key, combo->currentData().toString()); });
         mapOptionForm->addRow(optionCaption(row.key), combo);
         mapOptionCombos.insert(row.key, combo);
     }

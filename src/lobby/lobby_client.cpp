@@ -14,8 +14,8 @@
 
 namespace {
 
-// What is parsed at once takes 20 ms at the most, whatever it holds.
-constexpr int kMaxParsedAtOnce = 256 << 10;
+// What is read at once takes 20 ms at the most, whatever it holds.
+constexpr int kMaxReadAtOnce = 256 << 10;
 constexpr int kFirstRedirect = 300;  // redirects are not followed, and what they say is no answer
 
 QString withoutTrailingSlashes(QString url) {
@@ -70,25 +70,28 @@ struct LobbyClient::Answer {
     QString transportError;  // Qt's text, null when there was none
     bool packed = false;
     QByteArray body;
+    QString userName;
     QJsonDocument document;
     QJsonParseError parseError{0, QJsonParseError::NoError};
+    RoomAnswer rooms;
 
-    void parse() {
+    void read() {
         if (!body.isEmpty()) {
             document = QJsonDocument::fromJson(body, &parseError);
+            rooms = decodeRoomAnswer(document, userName);
         }
     }
 };
 
 LobbyClient::LobbyClient(const QString& baseUrl, QObject* parent)
     : QObject(parent), baseUrl_(withoutTrailingSlashes(baseUrl)) {
-    parser_.setMaxThreadCount(1);
+    reader_.setMaxThreadCount(1);
 }
 
 // The replies die with network_, while this object can still be called: none of them may do so.
 LobbyClient::~LobbyClient() {
-    parser_.clear();
-    parser_.waitForDone();
+    reader_.clear();
+    reader_.waitForDone();
     const QList<QNetworkReply*> replies = network_.findChildren<QNetworkReply*>();
     for (QNetworkReply* reply : replies) {
         reply->disconnect(this);
@@ -162,28 +165,29 @@ void LobbyClient::handleReply(QNetworkReply* reply, const LobbyRequest& asked, c
     reply->deleteLater();
     const auto answer = std::make_shared<Answer>();
     answer->asked = asked;
+    answer->userName = userName_;
     answer->status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     answer->transportError = reply->error() == QNetworkReply::NoError ? QString() : reply->errorString();
     answer->packed = reply->hasRawHeader("Content-Encoding");
     // An aborted reply is closed already.
     answer->body = reply->isOpen() ? reply->readAll() : QByteArray();
-    if (answer->body.size() > kMaxParsedAtOnce) {
-        parseLarge(answer, callback);
+    if (answer->body.size() > kMaxReadAtOnce) {
+        readLarge(answer, callback);
     } else {
-        answer->parse();
+        answer->read();
         judge(*answer, callback);
     }
 }
 
-void LobbyClient::parseLarge(const std::shared_ptr<Answer>& answer, const ReplyCallback& callback) {
-    parser_.start([this, answer, callback] {
-        answer->parse();
+void LobbyClient::readLarge(const std::shared_ptr<Answer>& answer, const ReplyCallback& callback) {
+    reader_.start([this, answer, callback] {
+        answer->read();
         QMetaObject::invokeMethod(
             this,
             [this, answer, callback]() mutable {
                 judge(*answer, callback);
-                // Taking such a document down can take as long as making it.
-                parser_.start([gone = std::move(answer)] {});
+                // Taking such a document down takes as long as making it.
+                reader_.start([gone = std::move(answer)] {});
             },
             Qt::QueuedConnection);
     });
@@ -206,6 +210,7 @@ void LobbyClient::judge(const Answer& answer, const ReplyCallback& callback) {
         endExpiredSession(answer.status, message);
         callback(false, document, message);
     } else {
+        const QScopedValueRollback<RoomAnswer> reading(roomAnswer_, answer.rooms);
         callback(true, document, QString());
     }
 }

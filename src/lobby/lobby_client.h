@@ -2,7 +2,7 @@
 #pragma once
 
 #include "lobby/lobby_request.h"
-#include "lobby/room_info.h"
+#include "lobby/room_decoder.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -17,11 +17,10 @@ class QNetworkReply;
 class QNetworkRequest;
 
 // One lobby server and one session. Everything runs on the thread that made the object, and every result comes by
-// signal, for local refusals already inside the call; only the JSON of a large reply is parsed on another thread.
+// signal, for local refusals already inside the call; only a large reply is read on another thread.
 // Replies come in whatever order the server gives them; none is repeated, and none outlives the object. A reply above
-// kMaxReplyBytes (lobby/bounds.h) is aborted. A reply that says that the login is gone
-// ends the session that asked; that shows in authToken() alone. Requests are numbered, so that a slot can tell what its
-// answer is older than.
+// kMaxReplyBytes (lobby/bounds.h) is aborted. A reply that says that the login is gone ends the session that asked; that
+// shows in authToken() alone. Requests are numbered, so that a slot can tell what its answer is older than.
 class LobbyClient : public QObject {
     Q_OBJECT
 
@@ -82,7 +81,7 @@ private:
     void armReplyTimeout(QNetworkReply* reply, int timeoutMs);
     struct Answer;  // what a finished reply brought
     void handleReply(QNetworkReply* reply, const LobbyRequest& asked, const ReplyCallback& callback);
-    void parseLarge(const std::shared_ptr<Answer>& answer, const ReplyCallback& callback);
+    void readLarge(const std::shared_ptr<Answer>& answer, const ReplyCallback& callback);
     void judge(const Answer& answer, const ReplyCallback& callback);
     // Ends the session when an answer says that the server no longer knows it.
     void endExpiredSession(int status, const QString& message);
@@ -95,12 +94,13 @@ private:
     void reportFailedAction(const QString& action, const QString& error);
 
     QNetworkAccessManager network_;
-    QThreadPool parser_;
+    QThreadPool reader_;
     QString baseUrl_;
     QString userName_;
     QString authToken_;
     quint64 requestsSent_ = 0;
     quint64 sessionBegan_ = 0;  // the last request before the session of now
     LobbyRequest answered_;
+    RoomAnswer roomAnswer_;  // of the reply whose callback runs, when that is a success
     int defaultTimeoutMs_ = 8000;
 };

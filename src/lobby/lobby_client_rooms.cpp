@@ -120,20 +120,6 @@ QJsonObject encodeRoom(const CreateRoomRequest& request, const QString& userName
     return room;
 }
 
-struct RoomAnswer {
-    RoomInfo room;
-    QVector<RoomInfo> rooms;
-};
-
-RoomInfo readRoom(const QJsonDocument& document, const QString& userName) {
-    const QJsonValue room = document.object().value(QLatin1String("room"));
-    return room.isObject() ? decodeRoom(room.toObject(), userName) : RoomInfo();
-}
-
-RoomAnswer readRoomAnswer(const QJsonDocument& document, const QString& userName) {
-    return {readRoom(document, userName), decodeRoomsDocument(document, userName)};
-}
-
 }  // namespace
 
 QJsonObject LobbyClient::roomCredentials() const {
@@ -150,8 +136,8 @@ quint64 LobbyClient::postToRoom(const QString& roomId, const QString& action, co
 quint64 LobbyClient::fetchRooms() {
     return getJson(
         QStringLiteral("/api/lobby/rooms"),
-        [this](bool ok, const QJsonDocument& document, const QString& error) {
-            Q_EMIT roomsUpdated(ok ? decodeRoomsDocument(document, userName_) : QVector<RoomInfo>(), error);
+        [this](bool ok, const QJsonDocument&, const QString& error) {
+            Q_EMIT roomsUpdated(ok ? roomAnswer_.rooms : QVector<RoomInfo>(), error);
         },
         0);
 }
@@ -162,12 +148,12 @@ quint64 LobbyClient::fetchRoomDetail(const QString& roomId) {
         Q_EMIT roomDetailUpdated(false, RoomInfo(), authToken_.isEmpty() ? notSignedIn() : noRoomChosen());
         return 0;
     }
-    const auto finish = [this](bool ok, const QJsonDocument& document, const QString& error) {
+    const auto finish = [this](bool ok, const QJsonDocument&, const QString& error) {
         if (!ok) {
             Q_EMIT roomDetailUpdated(false, RoomInfo(), error);
             return;
         }
-        const RoomInfo room = readRoom(document, userName_);
+        const RoomInfo room = roomAnswer_.room;
         const bool found = !room.id.isEmpty();
         Q_EMIT roomDetailUpdated(found, room, found ? QString() : QStringLiteral("房间详情为空"));
     };
@@ -183,12 +169,12 @@ quint64 LobbyClient::createRoom(const CreateRoomRequest& request) {
     const QJsonObject body{{QStringLiteral("username"), userName_},
                            {QStringLiteral("auth_token"), authToken_},
                            {QStringLiteral("room"), encodeRoom(request, userName_)}};
-    const auto finish = [this](bool ok, const QJsonDocument& document, const QString& error) {
+    const auto finish = [this](bool ok, const QJsonDocument&, const QString& error) {
         if (!ok) {
             reportCreate(false, error, {}, {});
             return;
         }
-        RoomAnswer answer = readRoomAnswer(document, userName_);
+        RoomAnswer answer = roomAnswer_;
         if (answer.room.id.isEmpty() && !answer.rooms.isEmpty()) {
             answer.room = answer.rooms.first();
         }
@@ -212,12 +198,12 @@ quint64 LobbyClient::roomAction(const QString& roomId, const QString& action, co
     }
     QJsonObject body = roomCredentials();
     insertAll(body, extra);
-    const auto finish = [this, action](bool ok, const QJsonDocument& document, const QString& error) {
+    const auto finish = [this, action](bool ok, const QJsonDocument&, const QString& error) {
         if (!ok) {
             reportFailedAction(action, error);
             return;
         }
-        const RoomAnswer answer = readRoomAnswer(document, userName_);
+        const RoomAnswer answer = roomAnswer_;
         Q_EMIT actionResult(action, true, QStringLiteral("操作成功"));
         Q_EMIT roomActionResult(action, true, answer.room, answer.rooms, QString());
     };

@@ -200,6 +200,12 @@ QVector<RoomInfo> decodeRoomsDocument(const QJsonDocument& document, const QStri
     return document.isObject() ? decodeRoomList(document.object(), userName) : decodeRooms(document.array(), userName);
 }
 
+RoomAnswer decodeRoomAnswer(const QJsonDocument& document, const QString& userName) {
+    const QJsonValue room = document.object().value(Key("room"));
+    return {room.isObject() ? decodeRoom(room.toObject(), userName) : RoomInfo(),
+            decodeRoomsDocument(document, userName)};
+}
+
 RoomSlot decodeRoomSlot(const QJsonObject& object) {
     RoomSlot slot;
     slot.slot = jsonInt(object, Key("slot"), 0);

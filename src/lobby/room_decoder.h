@@ -18,6 +18,13 @@ QVector<RoomInfo> decodeRoomList(const QJsonObject& object, const QString& userN
 // As decodeRoomList; the document may also be the bare array.
 QVector<RoomInfo> decodeRoomsDocument(const QJsonDocument& document, const QString& userName);
 
+// What a reply says of rooms: the one below `room`, which has no id where there is none, and the list.
+struct RoomAnswer {
+    RoomInfo room;
+    QVector<RoomInfo> rooms;
+};
+RoomAnswer decodeRoomAnswer(const QJsonDocument& document, const QString& userName);
+
 RoomSlot decodeRoomSlot(const QJsonObject& object);
 RoomChatMessage decodeChatMessage(const QJsonObject& object);
 

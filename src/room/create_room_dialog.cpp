@@ -1,12 +1,11 @@
 #include "room/create_room_dialog.h"
 
+#include "room/choice_box.h"
 #include "room/create_room_rules.h"
 #include "room/launch_plan.h"
 #include "room/room_texts.h"
-#include "room/wheelless_box.h"
 
 #include <QCheckBox>
-#include <QComboBox>
 #include <QFormLayout>
 #include <QFrame>
 #include <QHBoxLayout>
@@ -77,16 +76,6 @@ QLabel* makeOptionCaption(const QString& key, QWidget* parent) {
         caption->setToolTip(Qt::convertFromPlainText(shown));
     }
     return caption;
-}
-
-// As narrow as its place, however long the choices are.
-QComboBox* makeOptionCombo(const CreateRoomOption& option) {
-    auto* combo = new WheellessBox<QComboBox>;
-    combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    combo->setMinimumContentsLength(1);
-    combo->addItems(option.choices);
-    combo->setCurrentIndex(option.selected);
-    return combo;
 }
 
 }  // namespace
@@ -316,7 +305,7 @@ void CreateRoomDialog::clearOptionRows() {
 void CreateRoomDialog::rebuildOptionRows(const NetPlay::MapInfo& map) {
     clearOptionRows();
     for (const CreateRoomOption& option : createRoomOptions(map)) {
-        QComboBox* combo = makeOptionCombo(option);
+        auto* combo = new ChoiceBox(option.choices, option.selected);
         optionForm->addRow(makeOptionCaption(option.key, optionForm->parentWidget()), combo);
         optionCombos.insert(option.key, combo);
     }
@@ -357,7 +346,7 @@ CreateRoomRequest CreateRoomDialog::request() const {
     result.isPrivate = privateCheck->isChecked();
     result.password = privateCheck->isChecked() ? passwordEdit->text() : QString();
     for (auto combo = optionCombos.begin(); combo != optionCombos.end(); ++combo) {
-        result.mapOptions.insert(combo.key(), combo.value()->currentText());
+        result.mapOptions.insert(combo.key(), combo.value()->currentData().toString());
     }
     if (map != nullptr) {
         result.slotMeta = createRoomSlots(*map);

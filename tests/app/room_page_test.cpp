@@ -143,12 +143,16 @@ private Q_SLOTS:
         WindowFixture fixture;
         const QString slots = text(R"({"slot_label":"<b>格"},)").repeated(5000).chopped(1);
         const QString lines = text(R"({"text":"%1"},)").arg(QString(200, u'x')).repeated(5000).chopped(1);
-        const QString fields = text(R"("slot_meta":[%1],"messages":[%2],"name":"%3","mode":"%4")");
+        const QString fields =
+            text(R"("slot_meta":[%1],"messages":[%2],"name":"%3","mode":"%4","map_options":{"k":"a\u202E\nb"})");
         const QString filled = fields.arg(slots, lines, QString(10'000, u'n'), text("<b>").repeated(1000));
         const QJsonObject room = fixture.room("you me", filled.toUtf8());
         fixture.enterRoom(room);
         QCOMPARE(fixture.slotTable()->rowCount(), 256);
         fixture.poll({room});
+        // What a choice is shown as is not what it is.
+        TRY(difficulty(fixture, "a b") != nullptr);
+        QCOMPARE(difficulty(fixture, "a b")->currentData(), QVariant(text("a\u202E\nb")));
         QVERIFY(fixture.isUnspoilt());
     }
 };

@@ -16,7 +16,7 @@ TABLE = {
     "app": ({"platform", "settings", "lobby", "maps", "launch", "room"}, {"Core", "Gui", "Widgets", "Network", "Concurrent"}),
 }
 # Sources of room/ that may use widgets, and the one header of launch/ that room/ may use.
-WIDGET_STEMS = {"create_room_dialog", "wheelless_box"}
+WIDGET_STEMS = {"choice_box", "create_room_dialog", "wheelless_box"}
 LAUNCH_HEADERS_FOR_ROOM = {"launch/game_launch_request.h"}
 NETWORK_CLASSES = re.compile(r"Q(Network\w*|Tcp\w*|Udp\w*|Host\w*|Ssl\w*|AbstractSocket|LocalSocket|LocalServer)$")
 # Of QtCore what is in use: a new one gets its place here.
