@@ -24,15 +24,15 @@ std::string defaultConfigText(std::int32_t slot);
 // The options table without its line end.
 std::string optionTableText(const MapOptionPairs& mapOptions);
 
-// The whole text with the client's pieces renewed. Patching the result with the same values gives the same bytes, for
-// every input.
+// The whole text with the client's pieces renewed: docs/file-formats.md has the rules. Patching a text that this
+// function gave with the same values gives the same bytes, but for blank lines at its very beginning.
 std::string patchConfigText(std::string text, const ConfigValues& values);
 
-// Takes out the blocks of earlier patches until none is left.
+// Takes out the runtime blocks and the guards blocks of earlier patches.
 void stripRuntimePatches(std::string& text);
 // Takes out every guards block. One that has lost its end goes up to the next options table or control call, and stays
-// where there is neither. True when something was removed.
-bool stripProgressGuards(std::string& text);
+// where there is neither.
+void stripProgressGuards(std::string& text);
 
 // Puts the slot into the first control call that holds a number; false when there is none.
 bool replaceControlId(std::string& text, std::int32_t slot);
@@ -40,9 +40,7 @@ bool replaceControlId(std::string& text, std::int32_t slot);
 // Puts the table in the place of the first one; false when there is none that is closed.
 bool replaceOptionTable(std::string& text, const MapOptionPairs& mapOptions);
 
-// Puts the line in the place of the first "function NAME()" through its first "end"; false when there is none. Where
-// that "end" belongs to a line that the client wrote, the name ahead of it is a mere mention: it is left alone, and the
-// client's own line of that function is the one that is replaced.
+// Puts the line in the place of the first "function NAME()" through the next "end"; false when there is none.
 bool replaceFunction(std::string& text, std::string_view name, std::string_view line);
 
 // Adds the line, with CR LF around it, behind the last byte that is not blank.
