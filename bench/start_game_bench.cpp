@@ -1,5 +1,5 @@
 // From the arrival of a room's detail to the first instruction of the game, against creating that process with the same
-// words plus one read and one atomic replace of the same config.lua.
+// words plus one read and one flushed, atomic replacement of the same config.lua.
 #include "app/main_window.h"
 #include "lobby/lobby_client.h"
 #include "mapgen/map_writer.h"
@@ -101,8 +101,7 @@ void createProcess(benchmark::State& state) {
     start.workingDirectory = platform::toWideText(folders.root());
     for (auto _ : state) {
         std::string text;
-        if (!platform::readWholeFile(config, text) || !platform::writeWholeFile(folders.root() / "config.tmp", text) ||
-            !platform::replaceFile(folders.root() / "config.tmp", config)) {
+        if (!platform::readWholeFile(config, text) || !platform::replaceContent(config, text)) {
             state.SkipWithError("config.lua");
         }
         platform::ProcessStartResult game = platform::startProcess(start);

@@ -1,8 +1,8 @@
 #include "launch/command_line.h"
 
-#include "launch/decimal.h"
 #include "platform/clock.h"
 #include "platform/process.h"
+#include "settings/decimal.h"
 
 #include <algorithm>
 

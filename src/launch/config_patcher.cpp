@@ -1,10 +1,8 @@
 #include "launch/config_patcher.h"
 
-#include "launch/decimal.h"
+#include "launch/game_file.h"
 #include "platform/clock.h"
 #include "platform/files.h"
-#include "platform/process.h"
-#include "settings/paths.h"
 
 #include <chrono>
 #include <optional>
@@ -15,12 +13,11 @@ constexpr int kLockTries = 20;
 constexpr std::chrono::milliseconds kLockPause{100};
 constexpr int kReadTries = 5;
 constexpr std::chrono::milliseconds kReadPause{100};
-constexpr std::uint64_t kMaxConfigBytes = 1 << 22;  // 4 MiB
 
-std::optional<platform::ExclusiveFile> takeLock(const std::u16string& lockPath, const std::stop_token& stop) {
+std::optional<platform::ExclusiveFile> takeLock(const std::filesystem::path& path, const std::stop_token& stop) {
     std::optional<platform::ExclusiveFile> lock;
     for (int attempt = 0; attempt < kLockTries; ++attempt) {
-        lock = platform::ExclusiveFile::tryOpen(platform::toPath(lockPath));
+        lock = platform::ExclusiveFile::tryOpen(path);
         if (lock || !platform::sleepFor(kLockPause, stop)) {
             break;
         }
@@ -28,72 +25,69 @@ std::optional<platform::ExclusiveFile> takeLock(const std::u16string& lockPath, 
     return lock;
 }
 
-// An unreadable file counts as empty, but its lines are lost then. So one that is too long is refused, and one that is
-// merely busy, as while an editor saves it, gets a moment.
-bool readConfig(const std::filesystem::path& path, std::string& text, const std::stop_token& stop) {
-    for (int attempt = 0; attempt < kReadTries && !platform::readWholeFile(path, text, kMaxConfigBytes); ++attempt) {
-        const std::optional<platform::FileStatus> status = platform::fileStatus(path);
-        if (!status || status->size > static_cast<std::int64_t>(kMaxConfigBytes)) {
-            return !status;
-        }
-        if (!platform::sleepFor(kReadPause, stop)) {
-            return false;
-        }
-    }
-    return true;
+bool isTooLarge(const std::filesystem::path& path) {
+    const std::optional<platform::FileStatus> status = platform::fileStatus(path);
+    return status && status->size > static_cast<std::int64_t>(kLargestGameFile);
 }
 
-bool rewriteConfig(const std::u16string& configPath, const ConfigValues& values, const std::stop_token& stop) {
-    const std::filesystem::path path = platform::toPath(configPath);
+// An unreadable file counts as empty, but its lines are lost then: one that is merely busy, as while an editor saves
+// it, gets a moment.
+std::string readConfig(const std::filesystem::path& path, const std::stop_token& stop) {
     std::string text;
-    if (!readConfig(path, text, stop)) {
-        return false;
+    for (int attempt = 1; !platform::readWholeFile(path, text, kLargestGameFile) && platform::fileStatus(path) &&
+                          attempt <= kReadTries && platform::sleepFor(kReadPause, stop);
+         ++attempt) {
     }
-    const std::string patched = patchConfigText(std::move(text), values);
-    // A text that the next patch would refuse is not written.
-    if (patched.size() > kMaxConfigBytes) {
-        return false;
-    }
-    const std::filesystem::path temporary =
-        platform::toPath(configPath + u"." + decimalText(platform::currentProcessId()) + u".tmp");
-    return platform::writeWholeFile(temporary, patched) && platform::replaceFile(temporary, path, stop);
+    return text;
 }
 
 }  // namespace
 
-bool patchConfigLua(const std::u16string& dataRoot, std::int32_t slot, std::int32_t mapOptionDisplay,
+bool patchConfigLua(const std::filesystem::path& dataRoot, std::int32_t slot, std::int32_t mapOptionDisplay,
                     const MapOptionPairs& mapOptions, std::u16string& lastError, const std::stop_token& stop) {
-    const auto fail = [&](const std::u16string& sentence) {
-        lastError = stop.stop_requested() ? kLaunchCancelled : sentence;
+    const auto fail = [&](std::u16string_view what, const std::filesystem::path& path, std::u16string_view why = {}) {
+        lastError = std::u16string(what).append(platform::toWideText(path)).append(why);
+        if (stop.stop_requested()) {
+            lastError = kLaunchCancelled;
+        }
         return false;
     };
-    const std::u16string configPath = joinPath(dataRoot, u"config.lua");
-    const std::u16string lockPath = configPath + u".lock";
+    constexpr std::u16string_view kNotUpdated = u"failed to update config.lua: ";
+    const std::filesystem::path path = dataRoot / "config.lua";
+    const std::filesystem::path lockPath = dataRoot / "config.lua.lock";
     const std::optional<platform::ExclusiveFile> lock = takeLock(lockPath, stop);
     if (!lock) {
-        return fail(u"could not acquire config lock: " + lockPath);
+        return fail(u"could not acquire config lock: ", lockPath);
     }
-    restoreConfigIfEmpty(dataRoot, configPath, slot);
-    if (!rewriteConfig(configPath, {slot, mapOptionDisplay, mapOptions}, stop)) {
-        return fail(u"failed to update config.lua: " + configPath);
+    restoreConfigIfEmpty(dataRoot, path, slot);
+    if (isTooLarge(path)) {
+        return fail(kNotUpdated, path, kTooLarge);
+    }
+    const std::string patched = patchConfigText(readConfig(path, stop), {slot, mapOptionDisplay, mapOptions});
+    if (patched.size() > kLargestGameFile) {
+        return fail(kNotUpdated, path, kTooLarge);
+    }
+    if (stop.stop_requested() || !platform::replaceContent(path, patched, {}, stop)) {
+        return fail(kNotUpdated, path);
     }
     return true;
 }
 
-std::filesystem::path newestConfigBackup(const std::u16string& dataRoot) {
-    return platform::newestFile(platform::toPath(dataRoot), "config.lua", ".bak");
+std::filesystem::path newestConfigBackup(const std::filesystem::path& dataRoot) {
+    return platform::newestFile(dataRoot, "config.lua", ".bak");
 }
 
-void restoreConfigIfEmpty(const std::u16string& dataRoot, const std::u16string& configPath, std::int32_t slot) {
-    const std::filesystem::path path = platform::toPath(configPath);
-    const std::optional<platform::FileStatus> status = platform::fileStatus(path);
+void restoreConfigIfEmpty(const std::filesystem::path& dataRoot, const std::filesystem::path& configPath,
+                          std::int32_t slot) {
+    const std::optional<platform::FileStatus> status = platform::fileStatus(configPath);
     if (status && status->size != 0) {
         return;
     }
     const std::filesystem::path backup = newestConfigBackup(dataRoot);
-    if (backup.empty()) {
-        platform::writeWholeFile(path, defaultConfigText(slot));
-    } else {
-        platform::copyFile(backup, path);
+    const bool restored = backup.empty() ? platform::writeWholeFile(configPath, defaultConfigText(slot))
+                                         : platform::copyFile(backup, configPath);
+    if (!restored) {
+        // Half a file would count as one by the next time.
+        platform::writeWholeFile(configPath, {});
     }
 }

@@ -65,8 +65,15 @@ void removeBlocks(std::string& text, std::string_view marker, FindEnd findEnd) {
     }
     const std::string source = text;
     text.resize(first);
-    // Byte by byte, as a removal can bring the two halves of a marker together.
+    std::size_t resumed = first;
     for (std::size_t next = first; next < source.size();) {
+        // A removal can bring the two halves of a marker together: byte by byte there, and straight to the next one
+        // from where it is too far away for that.
+        if (next == resumed + marker.size()) {
+            const std::size_t whole = std::min(source.find(marker, resumed), source.size() - marker.size());
+            text.append(source, next, whole + marker.size() - 1 - next);
+            next = whole + marker.size() - 1;
+        }
         text += source[next++];
         if (text.back() != marker.back() || !text.ends_with(marker)) {
             continue;
@@ -76,7 +83,7 @@ void removeBlocks(std::string& text, std::string_view marker, FindEnd findEnd) {
             text.append(source, next);
             return;
         }
-        next = std::min(source.find_first_not_of(kLineEnd, end), source.size());
+        next = resumed = std::min(source.find_first_not_of(kLineEnd, end), source.size());
         text.resize(text.size() - marker.size());
         std::size_t content = 0;
         while (text.compare(content, kLineEnd.size(), kLineEnd) == 0) {

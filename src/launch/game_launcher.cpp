@@ -2,13 +2,14 @@
 
 #include "launch/command_line.h"
 #include "launch/config_patcher.h"
-#include "launch/decimal.h"
 #include "launch/game_setting_patcher.h"
 #include "launch/launch_block.h"
 #include "launch/launcher_log.h"
 #include "launch/map_script.h"
 #include "platform/environment.h"
+#include "platform/files.h"
 #include "platform/game_window.h"
+#include "settings/decimal.h"
 #include "settings/paths.h"
 
 #include <chrono>
@@ -121,7 +122,8 @@ bool GameLauncher::prepareFiles(const GameLaunchRequest& request, const Plan& pl
         stopGameByPath(plan.gamePath);
     }
     std::u16string error;
-    if (!patchConfigLua(plan.dataRoot, request.slot, request.mapOptionDisplay, request.mapOptions, error, plan.stop)) {
+    if (!patchConfigLua(platform::toPath(plan.dataRoot), request.slot, request.mapOptionDisplay, request.mapOptions,
+                        error, plan.stop)) {
         return fail(error);
     }
     if (!request.patchGameSetting) {
@@ -130,7 +132,7 @@ bool GameLauncher::prepareFiles(const GameLaunchRequest& request, const Plan& pl
     }
     const std::int32_t width = request.settingWidth >= 1 ? request.settingWidth : request.windowWidth;
     const std::int32_t height = request.settingHeight >= 1 ? request.settingHeight : request.windowHeight;
-    if (!patchGameSetting(plan.dataRoot, width, height, request.displayMode, &error)) {
+    if (!patchGameSetting(platform::toPath(plan.dataRoot), width, height, request.displayMode, &error)) {
         return fail(error);
     }
     log(u"config prepared");

@@ -174,13 +174,7 @@ void writeCatalogCache(const std::filesystem::path& cacheDir, const MapCatalogCa
     std::filesystem::create_directories(cacheDir, error);
     const auto ticks =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
-    const std::filesystem::path temporary =
-        cacheDir / (std::string(kFileName) + "." + std::to_string(platform::currentProcessId()) + "." +
-                    std::to_string(ticks.count()) + ".tmp");
-    if (!platform::writeWholeFile(temporary, catalogCacheText(table)) ||
-        !platform::replaceFile(temporary, cacheDir / kFileName)) {
-        std::filesystem::remove(temporary, error);
-    }
+    platform::replaceContent(cacheDir / kFileName, catalogCacheText(table), std::to_string(ticks.count()));
 }
 
 void takeParsedFields(MapCacheEntry entry, MapInfo& map) {

@@ -1,7 +1,11 @@
 // What the two systems do alike with files.
 #include "platform/files.h"
 
+#include "platform/process.h"
+#include "platform/replacement.h"
+
 #include <algorithm>
+#include <charconv>
 
 namespace platform {
 
@@ -22,7 +26,45 @@ bool matches(std::string_view name, std::string_view prefix, std::string_view su
            equalIgnoringAsciiCase(name.substr(name.size() - suffix.size()), suffix);
 }
 
+// The process that is in the name of a temporary of the file; 0 when it is no such name.
+ProcessId temporaryOwner(std::string_view name, std::string_view file) {
+    constexpr std::string_view kSuffix = ".tmp";
+    if (name.size() <= file.size() || !name.starts_with(file) || name[file.size()] != '.' || !name.ends_with(kSuffix)) {
+        return 0;
+    }
+    name.remove_prefix(file.size() + 1);
+    ProcessId owner = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), owner);
+    return error == std::errc() && *end == '.' ? owner : 0;
+}
+
+void removeLeftovers(const std::filesystem::path& target) {
+    const std::filesystem::path folder = target.parent_path();
+    for (const FolderEntry& entry : listFolder(folder).value_or(std::vector<FolderEntry>())) {
+        const ProcessId owner = temporaryOwner(pathToUtf8(entry.name), pathToUtf8(target.filename()));
+        if (owner != 0 && probeProcess(owner).state != ProcessProbe::State::running) {
+            std::error_code ignored;
+            std::filesystem::remove(folder / entry.name, ignored);
+        }
+    }
+}
+
 }  // namespace
+
+bool replaceContent(const std::filesystem::path& path, std::string_view bytes, std::string_view tag,
+                    const std::stop_token& stop) {
+    const std::filesystem::path target = followLinks(path);
+    removeLeftovers(target);
+    std::filesystem::path temporary = target;
+    temporary += "." + std::to_string(currentProcessId()) + (tag.empty() ? "" : ".") + std::string(tag) + ".tmp";
+    std::error_code ignored;
+    std::filesystem::remove(temporary, ignored);
+    const bool done = writeThrough(temporary, bytes, target) && replaceFile(temporary, target, stop);
+    if (!done) {
+        std::filesystem::remove(temporary, ignored);
+    }
+    return done;
+}
 
 std::filesystem::path newestFile(const std::filesystem::path& directory, std::string_view prefix,
                                  std::string_view suffix) {

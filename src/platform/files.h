@@ -62,11 +62,19 @@ bool writeWholeFile(const std::filesystem::path& path, std::string_view bytes);
 bool appendToFile(const std::filesystem::path& path, std::string_view bytes);
 
 // Puts `source` in the place of `target` in one step: whoever opens `target` sees the old file or the new one, never a
-// part (rename(2); MoveFileExW, replacing and written through). A sharing violation or access denial, as virus scanners
-// cause on Windows, is tried again for at most half a second and not beyond a request to stop. False leaves both files
-// as they are.
+// part (rename(2) and fsync(2) of the folder; MoveFileExW, replacing and written through). A sharing violation or
+// access denial, as virus scanners cause on Windows, is tried again for at most half a second and not beyond a request
+// to stop. False leaves both files as they are.
 bool replaceFile(const std::filesystem::path& source, const std::filesystem::path& target,
                  const std::stop_token& stop = {});
+
+// Gives the file, or the one that a link leads to, new content in one step: whoever opens it, also after a power cut,
+// sees the old bytes or the new ones. They are flushed to the disk in "NAME.<process id>.tmp" beside the file, or with
+// ".<tag>" ahead of ".tmp", which takes the file's place and its permissions (a link's and a file's mode on POSIX).
+// Such files of processes that are gone are removed first. Two writers of one process need different tags. False leaves
+// the file as it was, and no temporary.
+bool replaceContent(const std::filesystem::path& path, std::string_view bytes, std::string_view tag = {},
+                    const std::stop_token& stop = {});
 
 // Copies the content over `target`, replacing what is there.
 bool copyFile(const std::filesystem::path& source, const std::filesystem::path& target);

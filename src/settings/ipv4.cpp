@@ -1,7 +1,7 @@
 #include "settings/ipv4.h"
 
-#include "platform/code_page.h"
 #include "platform/resolver.h"
+#include "settings/decimal.h"
 
 #include <algorithm>
 #include <optional>
@@ -32,10 +32,6 @@ std::optional<Ipv4Bytes> readParts(const std::u16string& text) {
         }
     }
     return finished == parts.size() ? std::optional(parts) : std::nullopt;
-}
-
-std::u16string decimal(int number) {
-    return platform::fromUtf8(std::to_string(number));
 }
 
 std::u16string unresolved(const std::u16string& host, const std::u16string& reason) {
@@ -80,7 +76,7 @@ bool resolveIpv4Host(const std::u16string& host, Ipv4Bytes& bytes, std::u16strin
         bytes = resolved.address;
         return true;
     case Outcome::notAvailable:
-        error = u"WSAStartup failed: " + decimal(resolved.code);
+        error = u"WSAStartup failed: " + decimalText(resolved.code);
         return false;
     case Outcome::noAddress:
         error = unresolved(host, u"no IPv4 A record");
@@ -88,6 +84,6 @@ bool resolveIpv4Host(const std::u16string& host, Ipv4Bytes& bytes, std::u16strin
     case Outcome::failed:
         break;
     }
-    error = unresolved(host, failureReason(resolved.code) + u", wsa=" + decimal(resolved.code));
+    error = unresolved(host, failureReason(resolved.code) + u", wsa=" + decimalText(resolved.code));
     return false;
 }

@@ -216,8 +216,13 @@ private Q_SLOTS:
         }
     }
 
-    void restoresTheBackup() {
+    void readsLargeFilesAndBackups() {
         std::u16string error;
+        const std::string large(5 * 1024 * 1024, 'x');
+        root->write("config.lua", QByteArray::fromStdString(large));
+        QVERIFY(patchConfigLua(root->path(), 3, 2, {}, error));
+        QVERIFY(root->read("config.lua").toStdString() == patchConfigText(large, {3, 2, {}}));
+        root->write("config.lua", "");
         root->write("config.lua.new.bak", "new");
         root->write("config.bak", "other");
         QVERIFY(patchConfigLua(root->path(), 3, 2, {}, error));
@@ -227,8 +232,39 @@ private Q_SLOTS:
             QVERIFY(patchConfigLua(root->path(), 3, 2, {}, error));
             QCOMPARE(root->read("config.lua"), patch(expected));
         }
-        // With the lock, without a temporary file.
-        QCOMPARE(QDir(qtText(root->path())).entryList(QDir::Files).size(), 4);
+    }
+
+    // Beside config.lua. The last temporary is that of a process that runs.
+    void leavesNoTemporaries() {
+        const QString own = QStringLiteral("config.lua.%1.7.tmp").arg(platform::currentProcessId());
+        for (const char* blocked : {"", "/x"}) {
+            const DataRoot folder;
+            for (const QByteArray& name : {"config.lua" + QByteArray(blocked), QByteArray("config.lua.4294967295.tmp"),
+                                           QByteArray("config.lua.x.tmp"), own.toUtf8()}) {
+                folder.write(name, "x = 1");
+            }
+            std::u16string error;
+            QCOMPARE(patchConfigLua(folder.path(), 3, 2, {}, error), *blocked == 0);
+            QCOMPARE(QDir(qtText(folder.path())).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name),
+                     QStringList({QStringLiteral("config.lua"), own, QStringLiteral("config.lua.lock"),
+                                  QStringLiteral("config.lua.x.tmp")}));
+        }
+    }
+
+    void keepsLinksAndPermissions() {
+        root->write("elsewhere/config.lua", "x = 1");
+        const std::filesystem::path file = root->at("elsewhere/config.lua");
+        std::error_code noLink;
+        std::filesystem::create_symlink(file, root->at("config.lua"), noLink);
+        if (noLink) {
+            QSKIP("no symbolic links here");
+        }
+        const std::filesystem::perms readOnly{0444};
+        std::filesystem::permissions(file, readOnly);
+        std::u16string error;
+        QVERIFY(patchConfigLua(root->path(), 3, 2, {}, error) && root->read("elsewhere/config.lua") == patch("x = 1"));
+        QVERIFY(std::filesystem::is_symlink(root->at("config.lua")));
+        QVERIFY(std::filesystem::status(file).permissions() == readOnly);
     }
 
     void processesAtOnceAndKilled() {
@@ -344,10 +380,12 @@ private Q_SLOTS:
         QCOMPARE(patched("9\r\n9\r\n\r\r\n8", 1024, 768, 0), "1\r\n0\r\n\r\r\n8\r\n" + lines(middle.mid(5) + "1"));
         QCOMPARE(patched(QByteArray("9\n").repeated(21) + "a\nb", 800, 600, 2),
                  lines("0 1 " + QByteArray("9 ").repeated(18) + "0 a b"));
-        const QByteArray tooLong(1024 * 1024 + 1, 'x');
-        QVERIFY(patched(tooLong, 1, 1, 0) == tooLong + "failed to read GameSetting.inf: ROOT/GameSetting.inf");
-        const QByteArray grown(1024 * 1024, '\n');
-        QVERIFY(patched(grown, 1, 1, 0) == grown + "failed to write GameSetting.inf: ROOT/GameSetting.inf");
+        const QByteArray large(4 * 1024 * 1024, 'x');
+        QVERIFY(patched("1\n" + large, 800, 600, 2).startsWith("0\r\n1\r\n1\r\n"));
+        const QByteArray largest = "1\n1\n" + QByteArray(64 * 1024 * 1024 - 4, 'x');
+        const QByteArray sentence = " GameSetting.inf: ROOT/GameSetting.inf (larger than 64 MiB)";
+        QVERIFY(patched(largest + 'x', 1, 1, 0) == largest + "xfailed to read" + sentence);
+        QVERIFY(patched(largest, 1, 1, 0) == largest + "failed to write" + sentence);
     }
 
     void quoting() {
@@ -398,8 +436,8 @@ private Q_SLOTS:
         row("sre", "could not acquire config lock: ROOT/config.lua.lock",
             [this] { lock = platform::ExclusiveFile::tryOpen(root->at("config.lua.lock")); });
         // The second one could be read, but not again once it is patched.
-        for (const int size : {4 * 1024 * 1024 + 1, 4 * 1024 * 1024}) {
-            row("sre", "failed to update config.lua: ROOT/config.lua",
+        for (const int size : {64 * 1024 * 1024 + 1, 64 * 1024 * 1024}) {
+            row("sre", "failed to update config.lua: ROOT/config.lua (larger than 64 MiB)",
                 [this, size] { root->write("config.lua", QByteArray(size, 'x')); });
         }
         row("sre", "failed to write GameSetting.inf: ROOT/GameSetting.inf",

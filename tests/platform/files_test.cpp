@@ -1,3 +1,4 @@
+#include "platform/disk_calls.h"
 #include "platform/helper_child.h"
 #include "support/test_registry.h"
 
@@ -85,6 +86,15 @@ private Q_SLOTS:
             QVERIFY(!readWholeFile(path, bytes) || bytes == std::string(60000, bytes.front()));
         }
         QVERIFY(writer.get() > 0 && readWholeFile(path, bytes) && bytes.size() == 60000);
+    }
+
+    void newContentIsOnTheDiskAheadOfItsName() {
+        const std::filesystem::path path = folder_.path("flushed");
+        takeDiskCalls();
+        QVERIFY(replaceContent(path, "new") && folder_.content("flushed") == "new");
+        QCOMPARE(takeDiskCalls(), std::string("flush replace folder "));
+        QVERIFY(!replaceContent(folder_.path("missing") / "folder" / "x", "new"));
+        QCOMPARE(takeDiskCalls(), std::string());
     }
 
     // Files as "name=age in seconds", and which of them is the newest.

@@ -2,6 +2,7 @@
 
 #include "platform/code_page.h"
 #include "platform/posix/descriptor.h"
+#include "platform/replacement.h"
 
 #include <algorithm>
 #include <array>
@@ -46,6 +47,21 @@ bool readBlocks(const Descriptor& file, const std::function<bool(std::string_vie
             return false;
         }
     }
+}
+
+bool writeAll(const Descriptor& file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = retryInterrupted([&] { return ::write(file.number(), bytes.data(), bytes.size()); });
+        if (count <= 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+bool flush(const Descriptor& file) {
+    return retryInterrupted([&] { return ::fsync(file.number()); }) == 0;
 }
 
 std::int64_t ticksOf(const timespec& time) {
@@ -123,17 +139,21 @@ bool readFileInBlocks(const std::filesystem::path& path, const std::function<boo
 
 bool writeWholeFile(const std::filesystem::path& path, std::string_view bytes) {
     const Descriptor file = openRegularFile(path, O_WRONLY | O_CREAT | O_TRUNC);
-    if (!file.isOpen()) {
-        return false;
-    }
-    while (!bytes.empty()) {
-        const ssize_t count = retryInterrupted([&] { return ::write(file.number(), bytes.data(), bytes.size()); });
-        if (count <= 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return true;
+    return file.isOpen() && writeAll(file, bytes);
+}
+
+std::filesystem::path followLinks(const std::filesystem::path& path) {
+    struct stat status {};
+    const bool link = !holdsNul(path) && ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+    return link ? canonicalPath(path).value_or(path) : path;
+}
+
+bool writeThrough(const std::filesystem::path& path, std::string_view bytes, const std::filesystem::path& model) {
+    Descriptor file = openRegularFile(path, O_WRONLY | O_CREAT | O_TRUNC);
+    struct stat status {};
+    return file.isOpen() && writeAll(file, bytes) &&
+           (::stat(model.c_str(), &status) != 0 || ::fchmod(file.number(), status.st_mode & ALLPERMS) == 0) &&
+           flush(file) && ::close(file.release()) == 0;
 }
 
 bool appendToFile(const std::filesystem::path& path, std::string_view bytes) {
@@ -143,7 +163,13 @@ bool appendToFile(const std::filesystem::path& path, std::string_view bytes) {
 }
 
 bool replaceFile(const std::filesystem::path& source, const std::filesystem::path& target, const std::stop_token&) {
-    return !holdsNul(source) && !holdsNul(target) && ::rename(source.c_str(), target.c_str()) == 0;
+    if (holdsNul(source) || holdsNul(target) || ::rename(source.c_str(), target.c_str()) != 0) {
+        return false;
+    }
+    // The file is in its place, whatever becomes of this.
+    const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
+    flush(Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    return true;
 }
 
 bool copyFile(const std::filesystem::path& source, const std::filesystem::path& target) {

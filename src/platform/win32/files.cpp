@@ -2,6 +2,7 @@
 
 #include "platform/clock.h"
 #include "platform/code_page.h"
+#include "platform/replacement.h"
 #include "platform/win32/handle.h"
 #include "platform/win32/wide_text.h"
 
@@ -174,6 +175,17 @@ bool readFileInBlocks(const std::filesystem::path& path, const std::function<boo
 bool writeWholeFile(const std::filesystem::path& path, std::string_view bytes) {
     const UniqueHandle file = openFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS);
     return file && writeAll(file.get(), bytes);
+}
+
+std::filesystem::path followLinks(const std::filesystem::path& path) {
+    const DWORD attributes = GetFileAttributesW(systemPath(path).c_str());
+    const bool link = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    return link ? canonicalPath(path).value_or(path) : path;
+}
+
+bool writeThrough(const std::filesystem::path& path, std::string_view bytes, const std::filesystem::path&) {
+    UniqueHandle file = openFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS);
+    return file && writeAll(file.get(), bytes) && FlushFileBuffers(file.get()) && CloseHandle(file.release());
 }
 
 bool appendToFile(const std::filesystem::path& path, std::string_view bytes) {

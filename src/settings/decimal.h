@@ -1,4 +1,4 @@
-// Numbers as the launcher's texts show them.
+// Numbers as English sentences and names show them.
 #pragma once
 
 #include <cstdint>
