@@ -77,7 +77,7 @@ std::filesystem::path newestFile(const std::filesystem::path& directory, std::st
         std::filesystem::path path = directory / entry.name;
         const auto status = fileStatus(path);
         const std::int64_t ticks = status ? status->writeTicks : 0;
-        if (status && (newest.empty() || ticks > newestTicks || (ticks == newestTicks && path < newest))) {
+        if (status && (newest.empty() || ticks > newestTicks)) {
             newest = std::move(path);
             newestTicks = ticks;
         }

@@ -58,7 +58,8 @@ bool readFileInBlocks(const std::filesystem::path& path, const std::function<boo
 // could be written.
 bool writeWholeFile(const std::filesystem::path& path, std::string_view bytes);
 
-// Appends the bytes in one write, creating the file if it is missing; other processes may read and append meanwhile.
+// Appends the bytes in one write, creating the file if it is missing; others may read it meanwhile. False also, on
+// Windows, while somebody else has it open for writing.
 bool appendToFile(const std::filesystem::path& path, std::string_view bytes);
 
 // Puts `source` in the place of `target` in one step: whoever opens `target` sees the old file or the new one, never a
@@ -90,8 +91,8 @@ struct FolderEntry {
 std::optional<std::vector<FolderEntry>> listFolder(const std::filesystem::path& folder);
 
 // The file of `directory` with the latest last-write time among those whose name begins with `prefix` and ends with
-// `suffix`, the two not overlapping, ASCII case ignored. Directories are left out. Of equal times the first name in
-// ascending order wins. Empty when nothing matches or the directory cannot be listed.
+// `suffix`, the two not overlapping, ASCII case ignored. Directories are left out. Of equal times the first in the
+// system's order wins. Empty when nothing matches or the directory cannot be listed.
 std::filesystem::path newestFile(const std::filesystem::path& directory, std::string_view prefix,
                                  std::string_view suffix);
 

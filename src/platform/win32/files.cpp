@@ -189,7 +189,7 @@ bool writeThrough(const std::filesystem::path& path, std::string_view bytes, con
 }
 
 bool appendToFile(const std::filesystem::path& path, std::string_view bytes) {
-    const UniqueHandle file = openFile(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS);
+    const UniqueHandle file = openFile(path, FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_ALWAYS);
     return file && writeAll(file.get(), bytes);
 }
 
