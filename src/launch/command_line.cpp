@@ -45,7 +45,18 @@ std::u16string buildCommandLine(const std::vector<std::u16string>& arguments) {
     return line;
 }
 
-std::u16string makeMappingName(std::uint32_t sessionId, std::int32_t slot) {
+std::u16string makeMappingName(std::uint32_t sessionId, std::int32_t slot, std::uint32_t attempt) {
     return std::u16string(kMappingPrefix) + decimalText(sessionId) + u"_" + decimalText(slot) + u"_" +
-           decimalText(platform::currentProcessId()) + u"_" + decimalText(platform::tickCount());
+           decimalText(platform::currentProcessId()) + u"_" + decimalText(platform::tickCount() + attempt);
+}
+
+std::uint32_t createMapping(platform::SharedMemory& mapping, std::size_t size, std::uint32_t sessionId,
+                            std::int32_t slot, std::u16string& name) {
+    constexpr std::uint32_t kTries = 1000;
+    std::uint32_t error = platform::SharedMemory::kNameTaken;
+    for (std::uint32_t attempt = 0; error == platform::SharedMemory::kNameTaken && attempt < kTries; ++attempt) {
+        name = makeMappingName(sessionId, slot, attempt);
+        error = mapping.create(name, size);
+    }
+    return error;
 }

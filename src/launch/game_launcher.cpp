@@ -148,12 +148,12 @@ bool GameLauncher::shareBlock(const GameLaunchRequest& request, Plan& plan) {
         return fail(error);
     }
     platform::removeAbandonedBlocks(kMappingPrefix);
-    plan.mappingName = makeMappingName(request.sessionId, request.slot);
-    if (const std::uint32_t number = mapping_.create(plan.mappingName, block.size()); number != 0) {
+    std::uint32_t number = createMapping(mapping_, block.size(), request.sessionId, request.slot, plan.mappingName);
+    if (number != 0) {
         return failUnlogged(u"CreateFileMapping failed, error=" + decimalText(number));
     }
-    const std::string_view bytes(reinterpret_cast<const char*>(block.data()), block.size());
-    if (const std::uint32_t number = mapping_.write(bytes); number != 0) {
+    number = mapping_.write({reinterpret_cast<const char*>(block.data()), block.size()});
+    if (number != 0) {
         releaseHandles();
         return failUnlogged(u"MapViewOfFile failed, error=" + decimalText(number));
     }

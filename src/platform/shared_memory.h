@@ -16,14 +16,16 @@ namespace platform {
 // behind where its creator ends ahead of that process, or is killed: removeAbandonedBlocks takes such names away.
 class SharedMemory {
 public:
+    // What `create` answers when there is a block of that name already (ERROR_ALREADY_EXISTS; EEXIST).
+    static const std::uint32_t kNameTaken;
+
     SharedMemory() = default;
     SharedMemory(SharedMemory&& other) noexcept;
     SharedMemory& operator=(SharedMemory&& other) noexcept;
     ~SharedMemory();
 
-    // Makes the block, zeroed; one held before is closed first. Returns 0, or the system's error number, also when
-    // there is a block of that name already. `name` is printable ASCII without blanks and separators, `size` at least 1
-    // byte.
+    // Makes the block, zeroed; one held before is closed first. Returns 0, or the system's error number. `name` is
+    // printable ASCII without blanks and separators, `size` at least 1 byte.
     std::uint32_t create(const std::u16string& name, std::size_t size);
     // Copies `bytes` to the block's beginning. Returns 0, or the system's error number, one such when
     // `bytes` is longer than the block or nothing is open.

@@ -19,6 +19,7 @@
 #include <QTest>
 
 #include <future>
+#include <set>
 
 using Spoil = std::function<void()>;
 Q_DECLARE_METATYPE(Spoil)
@@ -396,6 +397,17 @@ private Q_SLOTS:
         QCOMPARE(qtText(line), QStringLiteral("\"my game.exe\" C:\\地图\\core\\ \"\" \"a b\u3000b\tc\" \"a\\\"b\" "
                                               "\"a\\\\\\\"b\" \"a\\\\b c\" \"C:\\my dir\\\\\""));
         QVERIFY(platform::splitCommandLine(line) == arguments);
+    }
+
+    // More of them than the clock has ticks meanwhile.
+    void blocksOfTheirOwn() {
+        platform::SharedMemory blocks[200];
+        std::set<std::u16string> names;
+        for (platform::SharedMemory& block : blocks) {
+            std::u16string name;
+            QCOMPARE(createMapping(block, 1, 7, 3, name), 0U);
+            QVERIFY(names.insert(name).second);
+        }
     }
 
     void logSwitch() {

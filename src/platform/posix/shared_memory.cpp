@@ -50,6 +50,8 @@ bool standsOnACommandLine(const std::string& text) {
 
 }  // namespace
 
+const std::uint32_t SharedMemory::kNameTaken = EEXIST;
+
 std::uint32_t SharedMemory::create(const std::u16string& name, std::size_t size) {
     close();
     const std::string path = systemName(name);
@@ -63,7 +65,7 @@ std::uint32_t SharedMemory::create(const std::u16string& name, std::size_t size)
         return static_cast<std::uint32_t>(errno);
     }
     if (!hasName(block)) {
-        return EEXIST;
+        return kNameTaken;
     }
     // Reserves the memory too: a block that is only sized kills its user later, when the memory is not there.
     int error = EINTR;

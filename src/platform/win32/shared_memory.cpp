@@ -30,6 +30,8 @@ bool isBlockName(const std::u16string& name) {
 
 }  // namespace
 
+const std::uint32_t SharedMemory::kNameTaken = ERROR_ALREADY_EXISTS;
+
 std::uint32_t SharedMemory::create(const std::u16string& name, std::size_t size) {
     close();
     if (!isBlockName(name) || size == 0 || size > kLargestBlock) {
