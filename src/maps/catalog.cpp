@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -85,26 +86,45 @@ bool parseLogged(MapInfo& map, const std::stop_token& stop) {
 struct ScannedFolder {
     std::optional<MapInfo> map;
     MapCatalogCache line;  // at most one
+    std::exception_ptr error;
 };
 
 ScannedFolder scanFolder(const std::filesystem::path& folder, const std::string& name,
                          const std::filesystem::path& cacheDir, const MapCatalogCache& cache,
                          const std::stop_token& stop) {
     ScannedFolder scanned;
-    MapInfo map;
     try {
+        MapInfo map;
         if (loadMapEntry(folder, name, map, cacheDir, &cache, &scanned.line, false, stop)) {
             scanned.map = std::move(map);
         }
-    } catch (const std::exception& error) {
-        // Out of memory, say: one map must not take the others with it.
-        qWarning("map %s: %s", name.c_str(), error.what());
-        map.name = name;
-        map.folderPath = folder;
-        map.displayName = deriveDisplayName(name, folder);
-        scanned.map = std::move(map);
+    } catch (...) {
+        scanned.error = std::current_exception();  // all else may throw again, on a thread where nobody catches it
     }
     return scanned;
+}
+
+// One map must not take the others with it.
+void settleError(ScannedFolder& scanned, const std::filesystem::path& folder, const std::string& name,
+                 const MapCatalogCache& cache) {
+    try {
+        std::rethrow_exception(scanned.error);
+    } catch (const std::filesystem::filesystem_error& error) {
+        // Whatever it holds now, what was known of it may still be true.
+        qWarning("map %s: %s", name.c_str(), error.what());
+        for (const auto& [key, entry] : cache) {
+            if (entry.name == name) {
+                scanned.line[key] = entry;
+            }
+        }
+    } catch (const std::exception& error) {
+        // Out of memory, say.
+        qWarning("map %s: %s", name.c_str(), error.what());
+        scanned.map.emplace();
+        scanned.map->name = name;
+        scanned.map->folderPath = folder;
+        scanned.map->displayName = deriveDisplayName(name, folder);
+    }
 }
 
 // The root's folders, sorted; empty when it cannot be listed.
@@ -209,7 +229,12 @@ std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const 
     }
     std::vector<MapInfo> maps;
     MapCatalogCache updated;
-    for (ScannedFolder& folder : folders) {
+    for (std::size_t i = 0; i < folders.size(); ++i) {
+        ScannedFolder& folder = folders[i];
+        const std::string& name = (*names)[i];
+        if (folder.error) {
+            settleError(folder, mapRoot / platform::pathFromUtf8(name), name, cache);
+        }
         if (folder.map) {
             maps.push_back(std::move(*folder.map));
         }

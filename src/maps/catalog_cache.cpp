@@ -8,6 +8,7 @@
 #include <QtGlobal>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 
 namespace NetPlay {
@@ -112,6 +113,19 @@ bool isDirectlyBelow(const std::filesystem::path& folder, const std::filesystem:
            std::filesystem::equivalent(parent, mapRoot, error);
 }
 
+// The milliseconds of a steady clock, raised so that no two calls in this process give the same.
+std::int64_t uniqueTicks() {
+    static std::atomic<std::int64_t> last = 0;
+    const auto now =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
+    std::int64_t before = last;
+    std::int64_t ticks = 0;
+    do {
+        ticks = std::max<std::int64_t>(now.count(), before + 1);
+    } while (!last.compare_exchange_weak(before, ticks));
+    return ticks;
+}
+
 }  // namespace
 
 std::string cacheKey(const std::string& name, const std::string& mapFilePathText) {
@@ -172,9 +186,7 @@ void writeCatalogCache(const std::filesystem::path& cacheDir, const MapCatalogCa
     }
     std::error_code error;
     std::filesystem::create_directories(cacheDir, error);
-    const auto ticks =
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
-    platform::replaceContent(cacheDir / kFileName, catalogCacheText(table), std::to_string(ticks.count()));
+    platform::replaceContent(cacheDir / kFileName, catalogCacheText(table), std::to_string(uniqueTicks()));
 }
 
 void takeParsedFields(MapCacheEntry entry, MapInfo& map) {

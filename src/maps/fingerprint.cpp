@@ -5,6 +5,8 @@
 #include "platform/files.h"
 #include "platform/sha256.h"
 
+#include <QtGlobal>
+
 namespace NetPlay {
 
 std::string sha256File(const std::filesystem::path& path, const std::stop_token& stop) {
@@ -36,8 +38,13 @@ bool computeMapFingerprint(MapInfo& map, const std::filesystem::path& cacheDir, 
     const MapCatalogCache cache = readCatalogCache(cacheDir);
     MapCatalogCache updated = cache;
     MapInfo fresh;
-    if (!loadMapEntry(map.folderPath, map.name, fresh, cacheDir, &cache, &updated, true, stop) ||
-        !hasFingerprint(fresh)) {
+    try {
+        if (!loadMapEntry(map.folderPath, map.name, fresh, cacheDir, &cache, &updated, true, stop) ||
+            !hasFingerprint(fresh)) {
+            return false;
+        }
+    } catch (const std::filesystem::filesystem_error& error) {
+        qWarning("map %s: %s", map.name.c_str(), error.what());
         return false;
     }
     map = std::move(fresh);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <system_error>
 
 namespace NetPlay {
 
@@ -24,10 +25,14 @@ LocatedFile locateFile(const std::filesystem::path& folder, const std::string& n
     if (const auto status = platform::fileStatus(exact); status && status->isRegularFile) {
         return {std::move(exact), *status};
     }
+    const auto entries = platform::listFolder(folder);
+    if (!entries && platform::fileStatus(folder)) {
+        throw std::filesystem::filesystem_error("directory_iterator::operator++", folder,
+                                                std::make_error_code(std::errc::io_error));
+    }
     std::string best;
     std::filesystem::path bestName;
-    for (const platform::FolderEntry& entry :
-         platform::listFolder(folder).value_or(std::vector<platform::FolderEntry>())) {
+    for (const platform::FolderEntry& entry : entries.value_or(std::vector<platform::FolderEntry>())) {
         const std::string lower = toLowerAscii(platform::pathToUtf8(entry.name));
         const bool fits = entry.isRegularFile && lower.ends_with(extension) && !isWorkingCopy(lower);
         if (fits && (bestName.empty() || lower < best || (lower == best && entry.name < bestName))) {

@@ -16,7 +16,8 @@ struct LocatedFile {
 };
 
 // The file `name` + `extension` of the folder; without it, the first file in lower-cased order that has the extension
-// and is no working copy. `extension` is ".map" or ".o". An empty path when there is none.
+// and is no working copy. `extension` is ".map" or ".o". An empty path when there is none. Throws
+// std::filesystem::filesystem_error when that search cannot list the whole folder: another file might be the one.
 LocatedFile locateFile(const std::filesystem::path& folder, const std::string& name, const std::string& extension);
 std::filesystem::path locateMapFile(const std::filesystem::path& folder, const std::string& name,
                                     const std::string& extension);

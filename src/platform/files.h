@@ -54,8 +54,8 @@ bool readWholeFile(const std::filesystem::path& path, std::string& bytes,
 // file was read and taken; a read error is a failure here.
 bool readFileInBlocks(const std::filesystem::path& path, const std::function<bool(std::string_view)>& take);
 
-// Creates or truncates the file and writes all bytes, without sharing. False when it cannot be opened or not all bytes
-// could be written.
+// Creates or truncates the file and writes all bytes, without sharing. False when it cannot be opened, not all bytes
+// could be written, or closing it failed.
 bool writeWholeFile(const std::filesystem::path& path, std::string_view bytes);
 
 // Appends the bytes in one write, creating the file if it is missing; others may read it meanwhile. False also, on
@@ -86,8 +86,7 @@ struct FolderEntry {
     bool isRegularFile = false;
 };
 
-// The folder's direct entries in the system's order, without "." and "..". Empty when it cannot be listed; an error in
-// the middle ends the list.
+// The folder's direct entries in the system's order, without "." and "..". Empty when it cannot be listed to its end.
 std::optional<std::vector<FolderEntry>> listFolder(const std::filesystem::path& folder);
 
 // The file of `directory` with the latest last-write time among those whose name begins with `prefix` and ends with

@@ -3,6 +3,7 @@
 #include "maps/catalog.h"
 
 #include "maps/cache_fields.h"
+#include "maps/failing_calls.h"
 #include "maps/fingerprint.h"
 #include "maps/map_files.h"
 #include "maps/map_finders.h"
@@ -256,6 +257,46 @@ private Q_SLOTS:
         fs::remove(maps.cache);
         fs::create_directories(maps.cache / "map_catalog_cache.json");  // cannot be replaced by a file
         QCOMPARE(maps.scanned(), std::string("one "));
+        QCOMPARE(std::distance(fs::directory_iterator(maps.cache), fs::directory_iterator()), std::ptrdiff_t(1));
+    }
+
+    // What was listed before the error is not taken for the whole, and what the cache knows of it is kept.
+    void aListingThatFailsIsNoListing() {
+        if (!canFailCalls()) {
+            QSKIP("readdir cannot be made to fail here");
+        }
+        const MapRoot maps;
+        maps.addMap("one");
+        maps.write("two/b.map", "");
+        maps.write("two/b.o", "");
+        QCOMPARE(maps.scanned(), std::string("one two "));
+        MapInfo two = loadCachedCatalog(maps.root, maps.cache)[1];
+        failReaddir("/map", 3);
+        QCOMPARE(maps.scanned(), std::string());
+        failReaddir("/two", 3);
+        QCOMPARE(maps.scanned(), std::string("one "));
+        failReaddir("/two", 3);
+        QVERIFY(!computeMapFingerprint(two, maps.cache));
+        failReaddir(nullptr, 0);
+        QCOMPARE(maps.cached(), std::string("one two "));
+    }
+
+    void aFailedCloseLeavesTheOldCache() {
+        if (!canFailCalls()) {
+            QSKIP("close cannot be made to fail here");
+        }
+        const MapRoot maps;
+        maps.addMap("one");
+        maps.scanned();
+        maps.addMap("two");
+        failClose(".tmp");
+        maps.scanned();
+        // However quickly one follows the other, no two writers share a temporary file.
+        for (int i = 1; i < 100; ++i) {
+            writeCatalogCache(maps.cache, {});
+        }
+        QCOMPARE(failClose(nullptr), std::size_t(100));
+        QCOMPARE(maps.cached(), std::string("one "));
         QCOMPARE(std::distance(fs::directory_iterator(maps.cache), fs::directory_iterator()), std::ptrdiff_t(1));
     }
 

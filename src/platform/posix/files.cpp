@@ -138,8 +138,8 @@ bool readFileInBlocks(const std::filesystem::path& path, const std::function<boo
 }
 
 bool writeWholeFile(const std::filesystem::path& path, std::string_view bytes) {
-    const Descriptor file = openRegularFile(path, O_WRONLY | O_CREAT | O_TRUNC);
-    return file.isOpen() && writeAll(file, bytes);
+    Descriptor file = openRegularFile(path, O_WRONLY | O_CREAT | O_TRUNC);
+    return file.isOpen() && writeAll(file, bytes) && ::close(file.release()) == 0;
 }
 
 std::filesystem::path followLinks(const std::filesystem::path& path) {
@@ -189,7 +189,7 @@ std::optional<std::vector<FolderEntry>> listFolder(const std::filesystem::path& 
         std::error_code unknown;
         entries.push_back({entry->path().filename(), entry->is_directory(unknown), entry->is_regular_file(unknown)});
     }
-    return entries;
+    return error ? std::nullopt : std::optional(std::move(entries));
 }
 
 std::optional<std::filesystem::path> canonicalPath(const std::filesystem::path& path) {

@@ -100,17 +100,20 @@ struct FindCloser {
     void operator()(void* search) const { FindClose(search); }
 };
 
-// Calls `take` with every entry of the folder; false when the folder cannot be listed. It asks for every name: the
+// Calls `take` with every entry of the folder; false when it cannot be listed to its end. It asks for every name: the
 // system's own patterns would match short names too.
 template<typename Take>
 bool forEachEntry(const std::filesystem::path& folder, Take take) {
     WIN32_FIND_DATAW entry{};
     const HANDLE first = FindFirstFileW(systemPath(folder / L"*").c_str(), &entry);
     const std::unique_ptr<void, FindCloser> search(first == INVALID_HANDLE_VALUE ? nullptr : first);
-    for (bool found = search != nullptr; found; found = FindNextFileW(search.get(), &entry) != 0) {
-        take(entry);
+    if (!search) {
+        return false;
     }
-    return search != nullptr;
+    do {
+        take(entry);
+    } while (FindNextFileW(search.get(), &entry));
+    return GetLastError() == ERROR_NO_MORE_FILES;
 }
 
 }  // namespace
@@ -173,8 +176,8 @@ bool readFileInBlocks(const std::filesystem::path& path, const std::function<boo
 }
 
 bool writeWholeFile(const std::filesystem::path& path, std::string_view bytes) {
-    const UniqueHandle file = openFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS);
-    return file && writeAll(file.get(), bytes);
+    UniqueHandle file = openFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS);
+    return file && writeAll(file.get(), bytes) && CloseHandle(file.release());
 }
 
 std::filesystem::path followLinks(const std::filesystem::path& path) {
