@@ -19,15 +19,15 @@ namespace NetPlay {
 namespace {
 
 // The part of a map's line that the disk tells.
-MapCacheEntry lineOfFiles(const std::string& name, const LocatedFile& mapFile, const LocatedFile& oFile) {
+MapCacheEntry lineOfFiles(const MapInfo& map, const platform::FileStatus& mapFile, const platform::FileStatus& oFile) {
     MapCacheEntry line;
-    line.name = name;
-    line.mapFilePathText = platform::pathToUtf8(mapFile.path);
-    line.mapFileSize = static_cast<std::uint64_t>(mapFile.status.size);
-    line.mapFileStamp = writeStamp(mapFile.status.writeTicks);
-    line.oFilePathText = platform::pathToUtf8(oFile.path);
-    line.oFileSize = static_cast<std::uint64_t>(oFile.status.size);
-    line.oFileStamp = writeStamp(oFile.status.writeTicks);
+    line.name = map.name;
+    line.mapFilePathText = platform::pathToUtf8(map.mapFilePath);
+    line.mapFileSize = static_cast<std::uint64_t>(mapFile.size);
+    line.mapFileStamp = fileWriteStamp(mapFile);
+    line.oFilePathText = platform::pathToUtf8(map.oFilePath);
+    line.oFileSize = static_cast<std::uint64_t>(oFile.size);
+    line.oFileStamp = fileWriteStamp(oFile);
     return line;
 }
 
@@ -173,23 +173,22 @@ bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, 
     if (!folderStatus) {
         return false;
     }
-    const LocatedFile mapFile = locateFile(folder, name, ".map");
-    const LocatedFile oFile = locateFile(folder, name, ".o");
-    if (mapFile.path.empty() && oFile.path.empty()) {
-        return false;
-    }
-    const bool complete = !mapFile.path.empty() && !oFile.path.empty();
     map = MapInfo();
     map.name = name;
     map.folderPath = folder;
-    map.mapFilePath = mapFile.path;
-    map.oFilePath = oFile.path;
-    map.mapFileSize = mapFile.status.size;
-    map.oFileSize = oFile.status.size;
-    map.lastModified =
-        lastModifiedTicks(std::max({folderStatus->writeTicks, mapFile.status.writeTicks, oFile.status.writeTicks}));
+    platform::FileStatus mapFile;
+    platform::FileStatus oFile;
+    map.mapFilePath = locateMapFile(folder, name, ".map", &mapFile);
+    map.oFilePath = locateMapFile(folder, name, ".o", &oFile);
+    if (map.mapFilePath.empty() && map.oFilePath.empty()) {
+        return false;
+    }
+    const bool complete = !map.mapFilePath.empty() && !map.oFilePath.empty();
+    map.mapFileSize = mapFile.size;
+    map.oFileSize = oFile.size;
+    map.lastModified = lastModifiedTicks(std::max({folderStatus->writeTicks, mapFile.writeTicks, oFile.writeTicks}));
 
-    MapCacheEntry line = lineOfFiles(name, mapFile, oFile);
+    MapCacheEntry line = lineOfFiles(map, mapFile, oFile);
     const MapCacheEntry* reusable = cache != nullptr && complete ? findReusable(*cache, line) : nullptr;
     if (reusable != nullptr) {
         reuse(*reusable, map);

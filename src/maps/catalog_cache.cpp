@@ -217,9 +217,10 @@ bool mapInfoFromCacheEntry(const std::filesystem::path& mapRoot, MapCacheEntry e
     }
     map.mapFileSize = static_cast<std::int64_t>(entry.mapFileSize);
     map.oFileSize = static_cast<std::int64_t>(entry.oFileSize);
-    const auto mapFile = matchingStatus(map.mapFilePath, map.mapFileSize, entry.mapFileStamp);
-    const auto oFile = mapFile ? matchingStatus(map.oFilePath, map.oFileSize, entry.oFileStamp) : std::nullopt;
-    if (!oFile) {
+    platform::FileStatus mapFile;
+    platform::FileStatus oFile;
+    if (!fileMatchesRecord(map.mapFilePath, map.mapFileSize, entry.mapFileStamp, &mapFile) ||
+        !fileMatchesRecord(map.oFilePath, map.oFileSize, entry.oFileStamp, &oFile)) {
         return false;
     }
     map.name = std::move(entry.name);
@@ -230,7 +231,7 @@ bool mapInfoFromCacheEntry(const std::filesystem::path& mapRoot, MapCacheEntry e
     if (hasFingerprint(map)) {
         map.fingerprintAlgo = kFingerprintAlgo;
     }
-    map.lastModified = lastModifiedTicks(std::max(mapFile->writeTicks, oFile->writeTicks));
+    map.lastModified = lastModifiedTicks(std::max(mapFile.writeTicks, oFile.writeTicks));
     return true;
 }
 

@@ -1,6 +1,7 @@
 #include "maps/map_files.h"
 
 #include "maps/map_records.h"
+#include "platform/code_page.h"
 
 #include <algorithm>
 #include <array>
@@ -20,10 +21,14 @@ bool isWorkingCopy(std::string_view lowerName) {
 
 }  // namespace
 
-LocatedFile locateFile(const std::filesystem::path& folder, const std::string& name, const std::string& extension) {
-    std::filesystem::path exact = folder / platform::pathFromUtf8(name + extension);
-    if (const auto status = platform::fileStatus(exact); status && status->isRegularFile) {
-        return {std::move(exact), *status};
+std::filesystem::path locateMapFile(const std::filesystem::path& folder, const std::string& name,
+                                    std::string_view extension, platform::FileStatus* status) {
+    platform::FileStatus unwanted;
+    platform::FileStatus& found = status != nullptr ? *status : unwanted;
+    std::filesystem::path exact = folder / platform::pathFromUtf8(name + std::string(extension));
+    found = platform::fileStatus(exact).value_or(platform::FileStatus());
+    if (found.isRegularFile) {
+        return exact;
     }
     const auto entries = platform::listFolder(folder);
     if (!entries && platform::fileStatus(folder)) {
@@ -31,46 +36,41 @@ LocatedFile locateFile(const std::filesystem::path& folder, const std::string& n
                                                 std::make_error_code(std::errc::io_error));
     }
     std::string best;
-    std::filesystem::path bestName;
     for (const platform::FolderEntry& entry : entries.value_or(std::vector<platform::FolderEntry>())) {
-        const std::string lower = toLowerAscii(platform::pathToUtf8(entry.name));
+        const std::string file = platform::pathToUtf8(entry.name);
+        std::string lower = file;
+        std::transform(lower.begin(), lower.end(), lower.begin(), platform::toLowerAscii);
         const bool fits = entry.isRegularFile && lower.ends_with(extension) && !isWorkingCopy(lower);
-        if (fits && (bestName.empty() || lower < best || (lower == best && entry.name < bestName))) {
-            best = lower;
-            bestName = entry.name;
+        if (fits && (best.empty() || catalogOrder(file, best))) {
+            best = file;
         }
     }
-    if (bestName.empty()) {
+    if (best.empty()) {
+        found = platform::FileStatus();
         return {};
     }
-    std::filesystem::path found = folder / bestName;
-    const auto status = platform::fileStatus(found);
-    return {std::move(found), status.value_or(platform::FileStatus{false, true, -1, 0})};
+    std::filesystem::path path = folder / platform::pathFromUtf8(best);
+    found = platform::fileStatus(path).value_or(platform::FileStatus{false, true, -1, 0});
+    return path;
 }
 
-std::filesystem::path locateMapFile(const std::filesystem::path& folder, const std::string& name,
-                                    const std::string& extension) {
-    return locateFile(folder, name, extension).path;
-}
-
-std::int64_t writeStamp(std::int64_t writeTicks) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(writeTicks) * 100U);
+std::int64_t fileWriteStamp(const platform::FileStatus& status) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(status.writeTicks) * 100U);
 }
 
 std::int64_t fileWriteStamp(const std::filesystem::path& path) {
     const auto status = platform::fileStatus(path);
-    return status ? writeStamp(status->writeTicks) : 0;
+    return status ? fileWriteStamp(*status) : 0;
 }
 
-std::optional<platform::FileStatus> matchingStatus(const std::filesystem::path& path, std::int64_t size,
-                                                   std::int64_t stamp) {
-    auto status = platform::fileStatus(path);
-    const bool matches = status && status->size == size && writeStamp(status->writeTicks) == stamp;
-    return matches ? status : std::nullopt;
-}
-
-bool fileMatchesRecord(const std::filesystem::path& path, std::int64_t size, std::int64_t stamp) {
-    return matchingStatus(path, size, stamp).has_value();
+bool fileMatchesRecord(const std::filesystem::path& path, std::int64_t size, std::int64_t stamp,
+                       platform::FileStatus* status) {
+    const auto found = platform::fileStatus(path);
+    const bool matches = found && found->size == size && fileWriteStamp(*found) == stamp;
+    if (matches && status != nullptr) {
+        *status = *found;
+    }
+    return matches;
 }
 
 std::int64_t lastModifiedTicks(std::int64_t newestWriteTicks) {

@@ -1,9 +1,11 @@
 #include "maps/map_options.h"
 
-#include "maps/script_patterns.h"
+#include "maps/map_script.h"
+#include "maps/map_text.h"
 
 #include <algorithm>
 #include <array>
+#include <set>
 
 namespace NetPlay {
 
@@ -12,15 +14,20 @@ namespace {
 constexpr std::string_view kHeaderMark = "#T#";
 constexpr std::string_view kStar = "\xE2\x98\x85";
 constexpr std::string_view kFieldMarks = "#@";
+constexpr std::string_view kDigits = "0123456789";
 constexpr std::size_t kTitleCodePoints = 80;
 constexpr std::size_t kIdCodePoints = 24;
 constexpr std::size_t kTokenCodePoints = 48;
-// How far a span reaches, in bytes of UTF-8, where no end mark stands.
+// How far a span reaches, in bytes, where no end mark stands.
 constexpr std::size_t kTitleAreaBytes = 600;
 constexpr std::size_t kHeaderBytes = 300;
 constexpr std::size_t kValueListBytes = 500;
 constexpr std::size_t kBehindChainBytes = 80;
 constexpr std::size_t kBehindMarkerBytes = 240;
+// How much is looked at, so that nothing takes long or grows large.
+constexpr std::size_t kLongestSpan = 64U << 10U;
+constexpr std::size_t kLongestTitleSpan = 16U << 10U;
+constexpr std::size_t kTitleSearchBytes = 256U << 10U;
 
 template<typename Visit>
 void forEachPiece(std::string_view text, std::string_view separator, Visit visit) {
@@ -33,18 +40,29 @@ void forEachPiece(std::string_view text, std::string_view separator, Visit visit
     }
 }
 
-std::string decodedSpan(const MapText& text, std::size_t begin, std::size_t end, std::size_t limit) {
-    return end == MapText::npos ? text.decodedUpTo(begin, limit) : text.decoded(begin, end);
+// From `begin` to `end`, or `limit` bytes where there is no end.
+std::string_view span(std::string_view text, std::size_t begin, std::size_t end, std::size_t limit) {
+    return text.substr(begin, end == text.npos ? limit : std::min(end - begin, kLongestSpan));
 }
 
-std::size_t behindPlayerModeNum(const MapText& text) {
-    for (std::size_t place = text.find("PLAYER_MODE_NUM=", 0); place != MapText::npos;
-         place = text.find("PLAYER_MODE_NUM=", place + 1)) {
-        if (const auto end = matchPlayerModeNum(text, place)) {
-            return *end;
+std::size_t controlByteFrom(std::string_view text, std::size_t begin) {
+    return static_cast<std::size_t>(firstControlByte(text, static_cast<std::int64_t>(begin)));  // -1 is npos
+}
+
+// The offset behind PLAYER_MODE_NUM=\d+\r?\n, the first match.
+std::size_t behindPlayerModeNum(std::string_view text) {
+    constexpr std::string_view kKey = "PLAYER_MODE_NUM=";
+    for (std::size_t place = text.find(kKey); place != text.npos; place = text.find(kKey, place + 1)) {
+        const std::size_t digits = place + kKey.size();
+        std::size_t end = std::min(text.find_first_not_of(kDigits, digits), text.size());
+        if (end > digits) {
+            end += text.substr(end).starts_with('\r') ? 1 : 0;
+            if (text.substr(end).starts_with('\n')) {
+                return end + 1;
+            }
         }
     }
-    return MapText::npos;
+    return text.npos;
 }
 
 // ★([^\r\n]+?)★, the first match with its stars; empty without one.
@@ -62,16 +80,14 @@ std::string_view firstStarred(std::string_view area) {
     return {};
 }
 
-std::string titleBetweenStars(const MapText& text) {
+std::string titleBetweenStars(std::string_view text) {
     const std::size_t begin = behindPlayerModeNum(text);
-    if (begin == MapText::npos) {
+    if (begin == text.npos) {
         return {};
     }
-    std::size_t end = text.find("\x05", begin);
-    if (end == MapText::npos) {
-        end = text.find(kHeaderMark, begin);
-    }
-    const std::string area = cleanMapText(decodedSpan(text, begin, end, kTitleAreaBytes));
+    std::size_t end = text.find('\x05', begin);
+    end = end == text.npos ? text.find(kHeaderMark, begin) : end;
+    const std::string area = cleanMapText(span(text, begin, end, kTitleAreaBytes));
     const std::string_view title = firstStarred(area);
     return isPlausibleMapTitle(title) ? std::string(title) : std::string();
 }
@@ -85,8 +101,8 @@ struct ValueListMark {
 std::vector<ValueListMark> findValueLists(std::string_view text) {
     std::vector<ValueListMark> marks;
     for (std::size_t at = text.find('@'); at != text.npos; at = text.find('@', at + 1)) {
-        const std::size_t end = std::min(text.find_first_not_of("0123456789", at + 1), text.size());
-        if (end > at + 1 && end < text.size() && text[end] == '#') {
+        const std::size_t end = std::min(text.find_first_not_of(kDigits, at + 1), text.size());
+        if (end > at + 1 && text.substr(end).starts_with('#')) {
             marks.push_back({at, toMapNumber(text.substr(at + 1, end - at - 1))});
         }
     }
@@ -126,129 +142,16 @@ std::string joinedChain(const std::vector<std::string>& ids, const OptionValues&
     return chain;
 }
 
-// Finds a text in another at all places, overlapping ones too, in linear time (Knuth, Morris, Pratt).
-class RepeatedSearch {
-public:
-    explicit RepeatedSearch(const std::string& wanted) : wanted_(wanted), borders_(wanted.size() + 1, 0) {
-        for (std::size_t i = 1, border = 0; i < wanted_.size(); ++i) {
-            border = advance(border, wanted_[i]);
-            borders_[i + 1] = border;
-        }
-    }
-
-    std::vector<std::size_t> places(std::string_view text) const {
-        std::vector<std::size_t> found;
-        std::size_t matched = 0;
-        for (std::size_t i = 0; i < text.size() && !wanted_.empty(); ++i) {
-            matched = advance(matched == wanted_.size() ? borders_[matched] : matched, text[i]);
-            if (matched == wanted_.size()) {
-                found.push_back(i + 1 - matched);
-            }
-        }
-        return found;
-    }
-
-private:
-    std::size_t advance(std::size_t matched, char next) const {
-        while (matched > 0 && wanted_[matched] != next) {
-            matched = borders_[matched];
-        }
-        return wanted_[matched] == next ? matched + 1 : 0;
-    }
-
-    const std::string& wanted_;
-    std::vector<std::size_t> borders_;  // of each prefix, by its length
-};
-
-// Whether the span certainly has more characters than a title, without reading further than that takes.
-bool isLongerThanTitle(std::string_view span) {
-    constexpr std::string_view kStrippable = "#@ \t\r\n";
-    std::size_t count = 0;
-    for (std::size_t offset = 0; offset < span.size();) {
-        const std::uint32_t c = nextCodePoint(span, offset);
-        const bool strippable = c < 0x80 && kStrippable.find(static_cast<char>(c)) != kStrippable.npos;
-        if (strippable ? count == 0 : !isReadable(c)) {
-            continue;  // stripped at the front, or dropped
-        }
-        if (++count > kTitleCodePoints && !strippable) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::string cleanCandidate(std::string_view span) {
-    return std::string(trimChars(cleanMapText(span), kFieldMarks));
-}
-
-// A run of text without control bytes that begins at a marker, and what ends it.
-struct MarkedRun {
-    std::string text;
-    bool endsAtControl = false;
-
-    std::string_view from(std::size_t offset, std::size_t limit) const {
-        return std::string_view(text).substr(offset, endsAtControl ? text.npos : limit);
-    }
-};
-
-// The title behind the last "@" of the run. It is the same from every marker of a run that ends at a control byte, but
-// for that last "@" itself, so it is made once.
-class RunTitle {
-public:
-    explicit RunTitle(const MarkedRun& run) : run_(run) {
-        if (!run_.endsAtControl) {
-            return;
-        }
-        const std::string clean = cleanMapText(run_.text);
-        const std::string_view span = trimChars(clean, kFieldMarks);
-        title_ = titleAfterLastValue(span);
-        const auto leading = static_cast<std::size_t>(span.data() - clean.data());
-        auto marks = std::count(clean.begin(), clean.begin() + static_cast<std::ptrdiff_t>(leading), '@') +
-                     std::count(span.begin(), span.end(), '@');
-        for (std::size_t at = run_.text.find('@'); marks > 0; at = run_.text.find('@', at + 1), --marks) {
-            lastMark_ = at;
-        }
-    }
-
-    std::string at(std::size_t offset) const {
-        if (run_.endsAtControl) {
-            return offset == lastMark_ ? std::string() : title_;
-        }
-        const std::string span = cleanCandidate(run_.from(offset, kBehindMarkerBytes));
-        return std::string(titleAfterLastValue(span));
-    }
-
-private:
-    const MarkedRun& run_;
-    std::string title_;
-    std::size_t lastMark_ = MapText::npos;
-};
-
-// Tries every marker of the run; the last plausible title wins.
-void scanRun(const MarkedRun& run, const std::string& marker, const std::string& chain, const RepeatedSearch& search,
-             const std::stop_token& stop, std::string& result) {
-    const std::vector<std::size_t> chains = search.places(run.text);
-    auto nextChain = chains.begin();
-    const RunTitle runTitle(run);
-    const auto offer = [&result](const std::string& candidate) {
-        if (isPlausibleMapTitle(candidate)) {
-            result = candidate;
-        }
-    };
-    for (std::size_t at = run.text.find(marker); at != std::string::npos && !stop.stop_requested();
-         at = run.text.find(marker, at + 1)) {
-        nextChain = std::lower_bound(nextChain, chains.end(), at);
-        if (nextChain != chains.end() && *nextChain == at) {
-            const std::string_view span = run.from(at + chain.size(), kBehindChainBytes);
-            if (!isLongerThanTitle(span)) {
-                offer(cleanCandidate(span));
-            }
-        }
-        offer(runTitle.at(at));
-    }
-}
-
 }  // namespace
+
+std::int64_t firstControlByte(std::string_view text, std::int64_t from) {
+    if (from < 0 || from >= static_cast<std::int64_t>(text.size())) {
+        return -1;
+    }
+    const auto found =
+        std::find_if(text.begin() + from, text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+    return found == text.end() ? -1 : found - text.begin();
+}
 
 bool isCleanToken(std::string_view text, std::size_t limit) {
     return !text.empty() && text.find_first_of(std::string_view("#@\0\r\n\t", 6)) == text.npos &&
@@ -258,7 +161,7 @@ bool isCleanToken(std::string_view text, std::size_t limit) {
 bool isPlausibleMapTitle(std::string_view text) {
     constexpr std::array<std::string_view, 10> kChunkMarks{"MMAP", "PCFG", "INFO", "MAPF", "MPFE",
                                                            "EXTE", "EXTL", "CHNM", "TYPE", "BM"};
-    if (text.empty() || text.find_first_of(kFieldMarks) != text.npos || countCodePoints(text) > kTitleCodePoints ||
+    if (text.empty() || countCodePoints(text) > kTitleCodePoints || text.find_first_of(kFieldMarks) != text.npos ||
         std::any_of(kChunkMarks.begin(), kChunkMarks.end(),
                     [text](std::string_view mark) { return text.find(mark) != text.npos; })) {
         return false;
@@ -307,7 +210,7 @@ OptionValues parseOptionValues(std::string_view text, const std::vector<std::str
     return result;
 }
 
-std::string_view titleAfterLastValue(std::string_view span) {
+std::string titleAfterLastValue(std::string_view span) {
     const std::size_t at = span.rfind('@');
     const std::size_t field = at == span.npos ? span.npos : span.find('#', at);
     if (field == span.npos) {
@@ -316,54 +219,90 @@ std::string_view titleAfterLastValue(std::string_view span) {
     std::string_view title = trimChars(span.substr(field + 1), kFieldMarks);
     const auto first = std::find_if(title.begin(), title.end(), [](char c) { return (c & 0x80) != 0; });
     title.remove_prefix(static_cast<std::size_t>(first - title.begin()));
-    return trimWhitespace(title);
+    return std::string(trimWhitespace(title));
 }
 
-std::string scanMapTitleAfterOptions(const MapText& text, const std::vector<std::string>& ids,
-                                     const OptionValues& values, std::size_t start, const std::stop_token& stop) {
-    std::string result;
+std::string scanMapTitleAfterOptions(std::string_view text, const std::vector<std::string>& ids,
+                                     const OptionValues& values, std::int64_t start) {
     const auto first = ids.empty() ? values.end() : values.find(ids.front());
-    if (first == values.end() || first->second.empty()) {
-        return result;
+    if (first == values.end() || first->second.empty() || start < 0 ||
+        start >= static_cast<std::int64_t>(text.size())) {
+        return {};
     }
     const std::string marker = markOf(first->second);
     const std::string chain = joinedChain(ids, values);
-    const RepeatedSearch search(chain);
-    for (std::size_t place = text.find(marker, start); place != MapText::npos && !stop.stop_requested();) {
-        const std::size_t control = text.firstControlByte(place);
-        const bool endsAtControl = control != MapText::npos;
-        const std::size_t end = endsAtControl ? control : text.size();
-        scanRun({text.decoded(place, end), endsAtControl}, marker, chain, search, stop, result);
-        place = text.find(marker, end);
+    const std::string_view searched = text.substr(static_cast<std::size_t>(start));
+    std::size_t left = kTitleSearchBytes;
+    std::size_t lastControl = searched.size();
+    while (lastControl > 0 && static_cast<unsigned char>(searched[lastControl - 1]) >= 0x20) {
+        --lastControl;
     }
-    return result;
+    // What stands between `begin` and the next control byte, or in so many bytes behind the last one.
+    const auto spanAt = [&](std::size_t begin, std::size_t limit) {
+        const bool endsAtControl = begin < lastControl;
+        const std::string_view near = searched.substr(begin, endsAtControl ? kLongestTitleSpan : limit);
+        const std::size_t end = endsAtControl ? controlByteFrom(near, 0) : near.size();
+        left -= std::min({left, end, near.size()});
+        return end == near.npos ? std::string_view() : near.substr(0, end);
+    };
+    // The last plausible title counts, so it is searched from the end.
+    for (std::size_t at = searched.rfind('@'); at != searched.npos && left > 0; at = searched.rfind('@', at - 1)) {
+        if (searched.substr(at).starts_with(marker)) {
+            const std::string behindMarker = cleanMapText(spanAt(at, kBehindMarkerBytes));
+            std::string title = titleAfterLastValue(trimChars(behindMarker, kFieldMarks));
+            if (isPlausibleMapTitle(title)) {
+                return title;
+            }
+            left -= std::min(left, chain.size());
+            if (!chain.empty() && searched.substr(at).starts_with(chain)) {
+                title = cleanMapText(spanAt(at + chain.size(), kBehindChainBytes));
+                title = trimChars(title, kFieldMarks);
+                if (isPlausibleMapTitle(title)) {
+                    return title;
+                }
+            }
+        }
+        if (at == 0) {
+            break;
+        }
+    }
+    return {};
 }
 
-void readTitleAndOptions(const MapText& text, MapInfo& map, const std::stop_token& stop) {
+void readTitleAndOptions(std::string_view text, MapInfo& map) {
     std::string title = titleBetweenStars(text);
     if (!title.empty()) {
         map.displayName = std::move(title);
     }
-    const std::size_t header = text.find(kHeaderMark, 0);
-    if (header == MapText::npos) {
+    const std::size_t headerBegin = text.find(kHeaderMark);
+    if (headerBegin == text.npos) {
         return;
     }
-    const std::size_t headerEnd = text.firstControlByte(header);
-    const MapOptionHeader options = parseOptionHeader(decodedSpan(text, header, headerEnd, kHeaderBytes));
-    const std::size_t lists = text.find("@", headerEnd == MapText::npos ? header : headerEnd);
-    if (lists == MapText::npos) {
+    const std::size_t headerEnd = controlByteFrom(text, headerBegin);
+    const MapOptionHeader header = parseOptionHeader(span(text, headerBegin, headerEnd, kHeaderBytes));
+    const std::size_t lists = text.find('@', headerEnd == text.npos ? headerBegin : headerEnd);
+    if (lists == text.npos) {
         return;
     }
     OptionValues values =
-        parseOptionValues(decodedSpan(text, lists, text.firstControlByte(lists), kValueListBytes), options.ids);
-    for (const std::string& id : options.ids) {
-        if (values.count(id) != 0) {
-            map.optionLabels[id] = options.labels.at(id);
+        parseOptionValues(span(text, lists, controlByteFrom(text, lists), kValueListBytes), header.ids);
+    std::set<std::string, std::less<>> known(map.optionIds.begin(), map.optionIds.end());
+    const auto appendId = [&](const std::string& id) {
+        if (known.insert(id).second) {
             map.optionIds.push_back(id);
         }
+    };
+    for (const std::string& id : header.ids) {
+        if (values.count(id) != 0) {
+            map.optionLabels[id] = header.labels.at(id);
+            appendId(id);
+        }
     }
-    map.optionValues = std::move(values);
-    title = scanMapTitleAfterOptions(text, options.ids, map.optionValues, lists, stop);
+    for (auto& [id, list] : values) {
+        appendId(id);
+        map.optionValues[id] = std::move(list);
+    }
+    title = scanMapTitleAfterOptions(text, header.ids, map.optionValues, static_cast<std::int64_t>(lists));
     if (!title.empty()) {
         map.displayName = std::move(title);
     }

@@ -1,9 +1,9 @@
-// A map's title and public options, found by landmarks in the text of its .map file.
+// A map's title and public options, found by landmarks in the decoded text of its .map file.
 #pragma once
 
 #include "maps/map_info.h"
-#include "maps/map_text.h"
 
+#include <cstdint>
 #include <map>
 #include <stop_token>
 #include <string>
@@ -17,6 +17,9 @@ struct MapOptionHeader {
     std::map<std::string, std::string> labels;
 };
 using OptionValues = std::map<std::string, std::vector<std::string>>;
+
+// The lowest offset at or after `from` of a byte below 0x20; -1 without one and for an offset outside the text.
+std::int64_t firstControlByte(std::string_view text, std::int64_t from);
 
 // False for an empty text, for more than `limit` code points, and for one that holds "#", "@", NUL, CR, LF or TAB.
 bool isCleanToken(std::string_view text, std::size_t limit);
@@ -32,15 +35,17 @@ MapOptionHeader parseOptionHeader(std::string_view text);
 // not fit 32 bits.
 OptionValues parseOptionValues(std::string_view text, const std::vector<std::string>& ids);
 
-// The title that stands behind the options' value lists, searched from `start` (an offset into the undecoded bytes);
-// empty when there is none. When a stop is requested meanwhile, it soon ends with what it has.
-std::string scanMapTitleAfterOptions(const MapText& text, const std::vector<std::string>& ids,
-                                     const OptionValues& values, std::size_t start, const std::stop_token& stop = {});
+// The title that stands behind the options' value lists, searched from `start`; empty when there is none. Looks at 256
+// KiB at most, from the text's end backwards, and at no stretch above 16 KiB, so that lists repeated without end cost
+// no time.
+std::string scanMapTitleAfterOptions(std::string_view text, const std::vector<std::string>& ids,
+                                     const OptionValues& values, std::int64_t start);
 
 // The text behind the last value of a cleaned span, from its first character that is not ASCII on.
-std::string_view titleAfterLastValue(std::string_view span);
+std::string titleAfterLastValue(std::string_view span);
 
-// Fills displayName, optionIds, optionValues and optionLabels. What is not found stays as it is.
-void readTitleAndOptions(const MapText& text, MapInfo& map, const std::stop_token& stop = {});
+// Fills displayName, optionIds, optionValues and optionLabels. What is not found stays as it is. Of a title, a header
+// or a list that no end mark ends within 64 KiB, that much is read. Throws MapFormatError as parseOptionValues does.
+void readTitleAndOptions(std::string_view text, MapInfo& map);
 
 }  // namespace NetPlay

@@ -1,6 +1,7 @@
 #include "maps/map_records.h"
 
 #include "maps/map_text.h"
+#include "platform/code_page.h"
 #include "platform/files.h"
 
 #include <algorithm>
@@ -45,17 +46,16 @@ std::string deriveDisplayName(const std::string& name, const std::filesystem::pa
     return trimmed.empty() ? platform::pathToUtf8(folder.filename()) : std::string(trimmed);
 }
 
-std::string toLowerAscii(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+bool catalogOrder(std::string_view left, std::string_view right) {
+    const auto lower = [](char c) {
+        return static_cast<unsigned char>(platform::toLowerAscii(c));
+    };
+    const auto [l, r] = std::mismatch(left.begin(), left.end(), right.begin(), right.end(),
+                                      [&lower](char a, char b) { return lower(a) == lower(b); });
+    if (l == left.end() || r == right.end()) {
+        return l == left.end() && (r != right.end() || left < right);
     }
-    return lower;
-}
-
-bool catalogOrder(const std::string& left, const std::string& right) {
-    const int order = toLowerAscii(left).compare(toLowerAscii(right));
-    return order != 0 ? order < 0 : left < right;
+    return lower(*l) < lower(*r);
 }
 
 bool hasFingerprint(const MapInfo& map) {

@@ -24,11 +24,8 @@ std::string defaultSideName(int slot, int slotCount);
 // The title of last resort: the name with blanks for "_" and "-", or the folder's own name.
 std::string deriveDisplayName(const std::string& name, const std::filesystem::path& folder);
 
-// ASCII letters in lower case, all other bytes as they are.
-std::string toLowerAscii(std::string_view text);
-
-// The order of a catalog: lower-cased names, by bytes; equal ones by their exact bytes.
-bool catalogOrder(const std::string& left, const std::string& right);
+// The order of a catalog: names with ASCII letters in lower case, by bytes; equal ones by their exact bytes.
+bool catalogOrder(std::string_view left, std::string_view right);
 
 // Whether the record carries a whole fingerprint.
 bool hasFingerprint(const MapInfo& map);

@@ -2,166 +2,330 @@
 
 #include "maps/map_options.h"
 #include "maps/map_records.h"
-#include "maps/script_patterns.h"
+#include "platform/code_page.h"
 #include "platform/files.h"
 
 #include <algorithm>
+#include <charconv>
 #include <map>
 #include <optional>
+#include <unordered_map>
 
 namespace NetPlay {
 
 namespace {
 
-// What the patterns found, by side and bar number.
-struct ScriptKeys {
-    std::optional<std::int32_t> playerNum;
-    std::map<std::int32_t, std::string> sideName;
-    std::vector<std::pair<std::int32_t, std::int32_t>> sideSizes;
-    std::map<std::int32_t, std::string> barSelect;
-    std::map<std::int32_t, std::string> barName;
-    std::map<std::int32_t, std::int32_t> barPlayerId;
-};
+constexpr std::string_view kDigits = "0123456789";
 
-// Whether the word stands right ahead of `end`.
-bool standsAhead(const MapText& text, std::string_view word, std::size_t end) {
-    const std::string_view ahead = text.bytes().substr(0, end);
-    return ahead.ends_with(word.back()) && ahead.ends_with(word) && text.isBetweenCharacters(end - word.size());
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
 }
 
-// The patterns' matches, gathered on one walk along the underscores of a file: each pattern has one behind its leading
-// word and number, and most of a file's time is spent on searching.
-class KeyCollector {
-public:
-    KeyCollector(const MapText& text, ScriptKeys& keys) : text_(text), keys_(keys) {}
+// A key's place: WORD, digits, and the underscore that all keys of the script have behind those.
+struct KeyPlace {
+    std::string_view word;  // empty: no key
+    std::string_view number;
+    std::size_t begin = 0;
+    std::size_t underscore = 0;
+};
 
-    void takeAt(std::size_t underscore) {
-        std::size_t digits = underscore;
-        while (digits > 0 && text_.bytes()[digits - 1] >= '0' && text_.bytes()[digits - 1] <= '9') {
-            --digits;
+KeyPlace keyAt(std::string_view text, std::size_t underscore) {
+    if (underscore == 0 || !(isDigit(text[underscore - 1]) || text[underscore - 1] == 'R')) {
+        return {};  // nearly always
+    }
+    std::size_t digits = underscore;
+    while (digits > 0 && isDigit(text[digits - 1])) {
+        --digits;
+    }
+    const std::string_view ahead = text.substr(0, digits);
+    for (const std::string_view word : {"side", "bar", "PLAYER"}) {
+        if ((digits == underscore) == (word == "PLAYER") && ahead.ends_with(word)) {
+            return {word, text.substr(digits, underscore - digits), digits - word.size(), underscore};
         }
-        if (digits == underscore) {
-            takePlayerNum(underscore);
-        } else if (standsAhead(text_, "side", digits)) {
-            takeSide(digits - 4);
-        } else if (standsAhead(text_, "bar", digits)) {
-            takeBar(digits - 3);
+    }
+    return {};
+}
+
+// The pattern WORD(\d+)KEY\s*=\s*(\d+) or WORD(\d+)KEY\s*=\s*"([^"]*)", as ECMAScript matches it on bytes. std::regex
+// itself is too slow here, and overflows the stack on long input.
+class KeyPattern {
+public:
+    KeyPattern(std::string_view key, bool isQuoted, bool mayBeEmpty = true)
+        : key_(key), isQuoted_(isQuoted), mayBeEmpty_(mayBeEmpty) {}
+
+    // The value, where the pattern matches at the place. A match begins behind the last one.
+    std::optional<std::string_view> valueAt(std::string_view text, const KeyPlace& place) {
+        if (place.begin < next_ || !text.substr(place.underscore).starts_with(key_)) {
+            return std::nullopt;
         }
+        const std::size_t equals = skipBlanks(text, place.underscore + key_.size());
+        if (!text.substr(equals).starts_with('=')) {
+            return std::nullopt;
+        }
+        std::size_t begin = skipBlanks(text, equals + 1);
+        if (isQuoted_ && !text.substr(begin++).starts_with('"')) {
+            return std::nullopt;
+        }
+        std::size_t end =
+            isQuoted_ ? text.find('"', begin) : std::min(text.find_first_not_of(kDigits, begin), text.size());
+        if (end == text.npos || (end == begin && !(isQuoted_ && mayBeEmpty_))) {
+            return std::nullopt;
+        }
+        next_ = end + (isQuoted_ ? 1 : 0);
+        return text.substr(begin, end - begin);
     }
 
 private:
-    // The first match counts.
-    void takePlayerNum(std::size_t underscore) {
-        if (!keys_.playerNum && standsAhead(text_, "PLAYER", underscore)) {
-            if (const auto match = matchPlayerNum(text_, underscore - 6)) {
-                keys_.playerNum = match->number;
-            }
-        }
-    }
-    void takeSide(std::size_t place) {
-        if (const auto match = sideNames_.at(text_, place)) {
-            keys_.sideName[match->number] = cleanMapText(match->text);
-        }
-        if (const auto match = sideSizes_.at(text_, place)) {
-            keys_.sideSizes.emplace_back(match->number, match->value);
-        }
-    }
-    void takeBar(std::size_t place) {
-        if (const auto match = selectTypes_.at(text_, place)) {
-            keys_.barSelect[match->number] = match->text;
-        }
-        if (const auto match = barNames_.at(text_, place)) {
-            keys_.barName[match->number] = cleanMapText(match->text);
-        }
-        if (const auto match = playerIds_.at(text_, place)) {
-            keys_.barPlayerId[match->number] = match->value;
-        }
+    static std::size_t skipBlanks(std::string_view text, std::size_t from) {
+        return std::min(text.find_first_not_of(" \t\n\v\f\r", from), text.size());
     }
 
-    const MapText& text_;
-    ScriptKeys& keys_;
-    MatchWalk<NumberedTextMatch> sideNames_{matchSideName};
-    MatchWalk<NumberPairMatch> sideSizes_{matchSideNum};
-    MatchWalk<NumberedTextMatch> selectTypes_{matchBarSelectType};
-    MatchWalk<NumberedTextMatch> barNames_{matchBarName};
-    MatchWalk<NumberPairMatch> playerIds_{matchBarPlayerId};
+    std::string_view key_;
+    bool isQuoted_;
+    bool mayBeEmpty_;
+    std::size_t next_ = 0;
 };
 
-ScriptKeys collectKeys(const MapText& text, const std::stop_token& stop) {
+struct BarKeys {
+    std::optional<std::string_view> select;
+    std::optional<std::string_view> name;
+    std::optional<std::int32_t> playerId;
+};
+
+// What the patterns found. Texts are views into the file's.
+struct ScriptKeys {
+    std::optional<std::int32_t> playerNum;
+    std::unordered_map<std::int32_t, std::string_view> sideName;
+    std::vector<std::pair<std::int32_t, std::int32_t>> sideSizes;
+    std::vector<BarKeys> bars{1};  // by number
+
+    BarKeys& bar(std::string_view number) {
+        const std::int32_t position = toMapNumber(number);
+        if (position > kMaxSlots) {
+            throw MapFormatError("too many slots");
+        }
+        bars.resize(std::max(bars.size(), static_cast<std::size_t>(position) + 1));
+        return bars[static_cast<std::size_t>(position)];
+    }
+};
+
+// All patterns on one walk along the text's underscores.
+ScriptKeys collectKeys(std::string_view text, const std::stop_token& stop) {
     ScriptKeys keys;
-    KeyCollector collector(text, keys);
-    for (std::size_t at = text.bytes().find('_'); at != MapText::npos && !stop.stop_requested();
-         at = text.bytes().find('_', at + 1)) {
-        collector.takeAt(at);
+    KeyPattern sideName("_name", true, false);
+    KeyPattern sideNum("_num", false);
+    KeyPattern barSelect("_select_type", false);
+    KeyPattern barName("_name", true);
+    KeyPattern barPlayerId("_player_id", false);
+    for (std::size_t at = text.find('_'); at != text.npos && !stop.stop_requested(); at = text.find('_', at + 1)) {
+        const KeyPlace place = keyAt(text, at);
+        if (place.word == "PLAYER" && !keys.playerNum && text.substr(at).starts_with("_NUM=")) {
+            const std::size_t begin = at + 5;
+            const std::size_t end = std::min(text.find_first_not_of(kDigits, begin), text.size());
+            if (end > begin) {
+                keys.playerNum = toMapNumber(text.substr(begin, end - begin));
+            }
+        } else if (place.word == "side") {
+            if (const auto name = sideName.valueAt(text, place)) {
+                keys.sideName[toMapNumber(place.number)] = *name;
+            }
+            if (const auto size = sideNum.valueAt(text, place)) {
+                keys.sideSizes.emplace_back(toMapNumber(place.number), toMapNumber(*size));
+            }
+            if (keys.sideName.size() > kMaxSides) {
+                throw MapFormatError("too many sides");
+            }
+        } else if (place.word == "bar") {
+            if (const auto select = barSelect.valueAt(text, place)) {
+                keys.bar(place.number).select = *select;
+            }
+            if (const auto name = barName.valueAt(text, place)) {
+                keys.bar(place.number).name = *name;
+            }
+            if (const auto playerId = barPlayerId.valueAt(text, place)) {
+                keys.bar(place.number).playerId = toMapNumber(*playerId);
+            }
+        }
     }
     std::sort(keys.sideSizes.begin(), keys.sideSizes.end());
     return keys;
 }
 
-std::int32_t countSlots(const ScriptKeys& keys, std::int32_t playerNum) {
-    std::int32_t count = std::max(1, playerNum);
-    const auto raiseTo = [&count](const auto& table) {
-        count = std::max(count, table.empty() ? 1 : table.rbegin()->first);
-    };
-    raiseTo(keys.barSelect);
-    raiseTo(keys.barName);
-    raiseTo(keys.barPlayerId);
-    if (count > kMaxSlots) {
-        throw MapFormatError("stoi argument out of range");
+// Adds a text to those of the record.
+class TextCounter {
+public:
+    const std::string& counted(const std::string& text) {
+        bytes_ += text.size();
+        if (bytes_ > kMaxSlotTextBytes) {
+            throw MapFormatError("too much text for sides and slots");
+        }
+        return text;
     }
-    return count;
-}
+
+private:
+    std::size_t bytes_ = 0;
+};
 
 // The side of each slot: the sides' sizes laid end to end, the built-in sides where they don't reach or have no name.
-void assignTeams(const ScriptKeys& keys, MapScriptData& data) {
+void assignTeams(const std::map<std::int32_t, std::string>& sideName, MapScriptData& data, TextCounter& texts) {
     std::size_t next = 0;
     for (const auto& [side, size] : data.sideSizes) {
-        const auto name = keys.sideName.find(side);
+        const auto name = sideName.find(side);
         for (std::int32_t i = 0; i < size && next < data.slots.size(); ++i, ++next) {
-            data.slots[next].team =
-                name != keys.sideName.end() ? name->second : defaultSideName(data.slots[next].slot, data.slotCount);
+            if (name != sideName.end()) {
+                data.slots[next].team = texts.counted(name->second);
+            }
         }
-    }
-    for (; next < data.slots.size(); ++next) {
-        data.slots[next].team = defaultSideName(data.slots[next].slot, data.slotCount);
     }
 }
 
-MapSlot makeSlot(const ScriptKeys& keys, std::int32_t number, const std::string& undeclaredType) {
+MapSlot makeSlot(const BarKeys& bar, std::int32_t number, std::int32_t slotCount, std::string_view undeclaredType) {
     MapSlot slot;
     slot.slot = number;
-    const auto playerId = keys.barPlayerId.find(number);
-    slot.playerId = playerId != keys.barPlayerId.end() ? playerId->second : number;
-    const auto selectType = keys.barSelect.find(number);
-    slot.selectType = selectType != keys.barSelect.end() ? selectType->second : undeclaredType;
+    slot.playerId = bar.playerId.value_or(number);
+    slot.team = defaultSideName(number, slotCount);
+    slot.selectType = bar.select.value_or(undeclaredType);
     slot.isPlayerSlot = isPlayerSelectType(slot.selectType);
-    const auto label = keys.barName.find(number);
-    slot.slotLabel = label != keys.barName.end() ? label->second : std::string();
+    slot.slotLabel = cleanMapText(bar.name.value_or(""));
     return slot;
+}
+
+// Behind the part that reading depends on: two quotes end every value that begins ahead of `place`, a byte 0x05 every
+// span but those of a length in bytes, of which the longest is 600.
+std::size_t behindScript(std::string_view bytes, std::size_t place) {
+    constexpr std::size_t kTailBytes = 1300;  // two bytes give at least one
+    int quotes = 0;
+    bool ended = false;
+    while (place < bytes.size() && !(ended && quotes >= 2)) {
+        quotes += bytes[place] == '"' ? 1 : 0;
+        ended = ended || bytes[place] == '\x05';
+        const bool isPair =
+            platform::isCodePage936Lead(bytes[place]) && place + 1 < bytes.size() && bytes[place + 1] != '\0';
+        place += isPair ? 2 : 1;
+    }
+    return std::min(place + kTailBytes, bytes.size());
+}
+
+// Calls `visit` with every place but the first where `isAt` holds of the byte ahead and the byte there. A block where
+// it holds nowhere is passed over by a loop without branches, which compilers turn into a few vector instructions:
+// binary files are full of single bytes of every kind.
+template<typename IsAt, typename Visit>
+void forEachPlace(std::string_view bytes, IsAt isAt, Visit visit) {
+    constexpr std::size_t kBlock = 64;
+    const auto anyInBlock = [isAt](const char* block) {
+        unsigned char any = 0;
+        for (std::size_t i = 0; i < kBlock; ++i) {
+            any |= static_cast<unsigned char>(isAt(block[i - 1], block[i]));
+        }
+        return any != 0;
+    };
+    for (std::size_t begin = 0, end = 0; begin < bytes.size(); begin = end) {
+        end = std::min(begin + kBlock, bytes.size());
+        if (begin > 0 && end - begin == kBlock && !anyInBlock(bytes.data() + begin)) {
+            continue;
+        }
+        for (std::size_t place = std::max<std::size_t>(begin, 1); place < end; ++place) {
+            if (isAt(bytes[place - 1], bytes[place])) {
+                visit(place);
+            }
+        }
+    }
+}
+
+// The stretch of a file in code page 936 that reading depends on, from between two characters on: all landmarks are
+// ASCII and consist of single bytes. Most of a file is binary, and decoding that would take several times as long as
+// all the rest.
+std::string_view scriptPart(std::string_view bytes) {
+    std::size_t begin = bytes.size();
+    std::size_t end = 0;
+    const auto take = [&](std::size_t first, std::size_t last) {
+        begin = std::min(begin, first);
+        end = std::max(end, last);
+    };
+    // An underscore behind a key's word and number; the last byte of "#T#" and, behind that, of a list's "@n#".
+    bool hasHeader = false;
+    const auto isAt = [](char ahead, char c) {
+        const int digit = (ahead >= '0') & (ahead <= '9');
+        return ((c == '_') & (digit | (ahead == 'R'))) | ((c == '#') & (digit | (ahead == 'T')));
+    };
+    forEachPlace(bytes, isAt, [&](std::size_t at) {
+        if (bytes[at] == '_') {
+            if (const KeyPlace place = keyAt(bytes, at); !place.word.empty()) {
+                take(place.begin, at);
+            }
+        } else if (bytes.substr(0, at).ends_with("#T")) {
+            take(at - 2, at);
+            hasHeader = true;
+        } else if (hasHeader && isDigit(bytes[at - 1])) {
+            const std::size_t mark = bytes.find_last_not_of(kDigits, at - 1);
+            if (mark != bytes.npos && bytes[mark] == '@') {
+                take(mark, at);
+            }
+        }
+    });
+    if (begin > end) {
+        return {};
+    }
+    while (begin > 0 && platform::isCodePage936Lead(bytes[begin - 1])) {
+        --begin;
+    }
+    return bytes.substr(begin, behindScript(bytes.substr(begin), end - begin));
+}
+
+// decodeMapText without what reading does not depend on.
+std::string decodeScript(std::string bytes) {
+    if (isMapTextUtf8(bytes)) {
+        return bytes;
+    }
+    return platform::decodeCodePage936(scriptPart(bytes));
 }
 
 }  // namespace
 
-MapScriptData parseMapScript(const MapText& text, const std::stop_token& stop) {
-    const ScriptKeys keys = collectKeys(text, stop);
+std::int32_t toMapNumber(std::string_view digits) {
+    std::int32_t number = 0;
+    const auto [last, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    if (error != std::errc()) {
+        throw MapFormatError("stoi argument out of range");
+    }
+    return number;
+}
+
+MapScriptData parseMapScript(std::string_view text, const std::stop_token& stop) {
+    ScriptKeys keys = collectKeys(text, stop);
     MapScriptData data;
     data.playerNum = keys.playerNum.value_or(0);
-    data.sideSizes = keys.sideSizes;
+    data.sideSizes = std::move(keys.sideSizes);
+    data.slotCount = std::max({1, data.playerNum, static_cast<std::int32_t>(keys.bars.size()) - 1});
+    if (data.slotCount > kMaxSlots) {
+        throw MapFormatError("too many slots");
+    }
+    TextCounter texts;
+    std::map<std::int32_t, std::string> sideName;
     for (const auto& [number, name] : keys.sideName) {
+        sideName[number] = texts.counted(cleanMapText(name));
+    }
+    for (const auto& [number, name] : sideName) {
         data.sides.push_back(name);
     }
-    data.slotCount = countSlots(keys, data.playerNum);
 
     // A full table of known types closes the bars that it leaves out; without one they are open.
-    const bool allTypesKnown =
-        !keys.barSelect.empty() && std::all_of(keys.barSelect.begin(), keys.barSelect.end(), [](const auto& bar) {
-            return isPlayerSelectType(bar.second) || isClosedSelectType(bar.second);
-        });
+    bool anyType = false;
+    bool allTypesKnown = true;
+    for (const BarKeys& bar : keys.bars) {
+        anyType = anyType || bar.select;
+        allTypesKnown =
+            allTypesKnown && (!bar.select || isPlayerSelectType(*bar.select) || isClosedSelectType(*bar.select));
+    }
+    keys.bars.resize(static_cast<std::size_t>(data.slotCount) + 1);
     data.slots.reserve(static_cast<std::size_t>(data.slotCount));
     for (std::int32_t number = 1; number <= data.slotCount; ++number) {
-        data.slots.push_back(makeSlot(keys, number, allTypesKnown ? "0" : "5"));
+        const BarKeys& bar = keys.bars[static_cast<std::size_t>(number)];
+        data.slots.push_back(makeSlot(bar, number, data.slotCount, anyType && allTypesKnown ? "0" : "5"));
+        texts.counted(data.slots.back().selectType);
+        texts.counted(data.slots.back().slotLabel);
     }
-    assignTeams(keys, data);
+    assignTeams(sideName, data, texts);
     data.playerSlotCount = static_cast<std::int32_t>(
         std::count_if(data.slots.begin(), data.slots.end(), [](const MapSlot& slot) { return slot.isPlayerSlot; }));
     if (data.playerSlotCount == 0) {
@@ -170,14 +334,16 @@ MapScriptData parseMapScript(const MapText& text, const std::stop_token& stop) {
     return data;
 }
 
-void parseMapBytes(std::string_view bytes, MapInfo& map, const std::stop_token& stop) {
-    const MapText text(bytes);
+void parseMapBytes(std::string bytes, MapInfo& map, const std::stop_token& stop) {
+    const std::string text = decodeScript(std::move(bytes));
     MapScriptData data = parseMapScript(text, stop);
     map.slotCount = data.slotCount;
     map.slots = std::move(data.slots);
     map.sides = std::move(data.sides);
     map.maxPlayers = data.playerSlotCount;
-    readTitleAndOptions(text, map, stop);
+    if (!stop.stop_requested()) {
+        readTitleAndOptions(text, map);
+    }
 }
 
 void parseMapFile(const std::filesystem::path& path, MapInfo& map, const std::stop_token& stop) {

@@ -6,13 +6,16 @@
 
 #include <cstdint>
 #include <stop_token>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace NetPlay {
 
-// More slots than this are taken for a number out of range.
+// What a script may ask for at most. More is taken for a number out of range.
 inline constexpr std::int32_t kMaxSlots = 65'536;
+inline constexpr std::size_t kMaxSides = 10'000;
+inline constexpr std::size_t kMaxSlotTextBytes = 256U << 10U;  // of all sides' names and all slots' texts
 
 struct MapScriptData {
     std::int32_t playerNum = 0;  // 0 when the script does not say
@@ -23,17 +26,20 @@ struct MapScriptData {
     std::int32_t playerSlotCount = 0;
 };
 
-// Reads the script out of a map's text, whatever surrounds it. Without any of its keys there is one open slot. Throws
-// MapFormatError on a number that does not fit 32 bits and on more than kMaxSlots slots. When a stop is requested
-// meanwhile, it soon ends and the result is of no use; so do the functions below.
-MapScriptData parseMapScript(const MapText& text, const std::stop_token& stop = {});
+// Reads the script out of a map's decoded text, whatever surrounds it. Without any of its keys there is one open slot.
+// Throws MapFormatError on a number that does not fit 32 bits and on more than the bounds above. Takes linear time.
+// When a stop is requested meanwhile, it soon ends and the result is of no use; so do the functions below.
+MapScriptData parseMapScript(std::string_view text, const std::stop_token& stop = {});
 
 // Fills the record's slots, sides, title and options from the bytes of a .map file. Throws MapFormatError as
 // parseMapScript does; the record then keeps what was filled before.
-void parseMapBytes(std::string_view bytes, MapInfo& map, const std::stop_token& stop = {});
+void parseMapBytes(std::string bytes, MapInfo& map, const std::stop_token& stop = {});
 
 // The same from the file; does nothing when `path` is empty or does not exist. A file that cannot be opened reads as
-// empty. Throws MapFormatError for a file above kMaxMapFileBytes, too.
+// empty.
 void parseMapFile(const std::filesystem::path& path, MapInfo& map, const std::stop_token& stop = {});
+
+// Decimal digits as a number; throws MapFormatError above 2147483647.
+std::int32_t toMapNumber(std::string_view digits);
 
 }  // namespace NetPlay

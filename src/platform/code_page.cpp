@@ -1,34 +1,17 @@
-// UTF-8, which needs nothing of the system.
 #include "platform/code_page.h"
 
+#include "platform/code_page_pairs.h"
+
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <vector>
 
 namespace platform {
 
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
-
-void appendUtf8(std::string& bytes, char32_t point) {
-    const auto continuation = [point](unsigned shift) {
-        return static_cast<char>(0x80 | ((point >> shift) & 0x3F));
-    };
-    if (point < 0x80) {
-        bytes += static_cast<char>(point);
-    } else if (point < 0x800) {
-        bytes += static_cast<char>(0xC0 | (point >> 6));
-        bytes += continuation(0);
-    } else if (point < 0x10000) {
-        bytes += static_cast<char>(0xE0 | (point >> 12));
-        bytes += continuation(6);
-        bytes += continuation(0);
-    } else {
-        bytes += static_cast<char>(0xF0 | (point >> 18));
-        bytes += continuation(12);
-        bytes += continuation(6);
-        bytes += continuation(0);
-    }
-}
 
 struct Sequence {
     char32_t point = kReplacement;
@@ -61,7 +44,90 @@ Sequence sequenceAt(std::string_view bytes, std::size_t position) {
     return overlong || surrogate || point > 0x10FFFF ? Sequence{} : Sequence{point, length};
 }
 
+// A character as UTF-8; none of this code page takes more than three bytes.
+struct ShortText {
+    std::array<char, 3> bytes;
+    std::uint8_t length;
+};
+
+// What stands for a byte and the one behind it, at `first << 8 | second`.
+std::vector<ShortText> makeCodePage936() {
+    CodePagePairs pairs;
+    pairs.fill(u'?');
+    readCodePage936(pairs);
+    std::vector<ShortText> texts(pairs.size());
+    for (std::size_t pair = 0; pair < pairs.size(); ++pair) {
+        const auto first = static_cast<char>(pair >> 8);
+        const auto single = static_cast<unsigned char>(first);
+        std::string text;
+        appendUtf8(text, isCodePage936Lead(first) ? pairs[pair]
+                         : single == 0x80         ? u'\u20AC'
+                         : single == 0xFF         ? u'\uF8F5'
+                                                  : single);
+        std::copy(text.begin(), text.end(), texts[pair].bytes.begin());
+        texts[pair].length = static_cast<std::uint8_t>(text.size());
+    }
+    return texts;
+}
+
 }  // namespace
+
+void appendUtf8(std::string& bytes, char32_t point) {
+    const auto continuation = [point](unsigned shift) {
+        return static_cast<char>(0x80 | ((point >> shift) & 0x3F));
+    };
+    if (point < 0x80) {
+        bytes += static_cast<char>(point);
+    } else if (point < 0x800) {
+        bytes += static_cast<char>(0xC0 | (point >> 6));
+        bytes += continuation(0);
+    } else if (point < 0x10000) {
+        bytes += static_cast<char>(0xE0 | (point >> 12));
+        bytes += continuation(6);
+        bytes += continuation(0);
+    } else {
+        bytes += static_cast<char>(0xF0 | (point >> 18));
+        bytes += continuation(12);
+        bytes += continuation(6);
+        bytes += continuation(0);
+    }
+}
+
+std::string decodeCodePage936(std::string_view bytes) {
+    static const std::vector<ShortText> table = makeCodePage936();
+    constexpr std::size_t kBlock = 4096;
+    std::array<char, kBlock + 16> block;
+    std::string text;
+    // Two bytes give at most three, but for the bytes 0x80 and 0xFF, which give three alone.
+    const auto wide = std::count(bytes.begin(), bytes.end(), '\x80') + std::count(bytes.begin(), bytes.end(), '\xFF');
+    text.reserve(bytes.size() + bytes.size() / 2 + 2 * static_cast<std::size_t>(wide) + 2);
+    for (std::size_t i = 0; i < bytes.size();) {
+        std::size_t length = 0;
+        while (i < bytes.size() && length < kBlock) {
+            constexpr std::uint64_t kHighBits = 0x8080808080808080;
+            std::uint64_t word = kHighBits;
+            if (bytes.size() - i >= sizeof word) {
+                std::memcpy(&word, bytes.data() + i, sizeof word);
+            }
+            if ((word & kHighBits) == 0) {
+                std::memcpy(block.data() + length, &word, sizeof word);
+                length += sizeof word;
+                i += sizeof word;
+                continue;
+            }
+            // No branch depends on the byte: what is no text is mostly noise.
+            const char second = i + 1 < bytes.size() ? bytes[i + 1] : '\0';
+            const auto pair = static_cast<std::size_t>(static_cast<unsigned char>(bytes[i])) << 8 |
+                              static_cast<unsigned char>(second);
+            const ShortText& shortText = table[pair];
+            std::memcpy(block.data() + length, &shortText, sizeof shortText);
+            length += shortText.length;
+            i += 1 + static_cast<std::size_t>(isCodePage936Lead(bytes[i]) & (second != '\0'));
+        }
+        text.append(block.data(), length);
+    }
+    return text;
+}
 
 std::string toUtf8(std::u16string_view text) {
     std::string bytes;

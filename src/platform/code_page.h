@@ -12,9 +12,22 @@ std::string toUtf8(std::u16string_view text);
 // UTF-8 to UTF-16; each byte that begins no valid sequence becomes one U+FFFD.
 std::u16string fromUtf8(std::string_view bytes);
 
-// Code page 936 (GBK) to UTF-16 as MultiByteToWideChar does with flags 0: zero bytes survive, and each lead byte that
-// begins no character becomes "?", taking a trail byte other than zero with it. Never fails. Both systems give the same
-// text for every input below 2 GiB; on Windows a longer one gives no text.
-std::u16string decodeCodePage936(std::string_view bytes);
+// Adds the code point, at most U+10FFFF.
+void appendUtf8(std::string& bytes, char32_t point);
+
+// Code page 936 (GBK) to UTF-8 as MultiByteToWideChar reads it with flags 0: zero bytes survive, and each lead byte
+// that begins no character becomes "?", taking a trail byte other than zero with it. Never fails. Both systems give the
+// same text. Takes the text's memory and no more.
+std::string decodeCodePage936(std::string_view bytes);
+
+// Whether the byte takes the one behind it with it, unless that is zero.
+constexpr bool isCodePage936Lead(char byte) {
+    return static_cast<unsigned char>(byte) >= 0x81 && static_cast<unsigned char>(byte) <= 0xFE;
+}
+
+// ASCII letters in lower case, all other bytes as they are.
+constexpr char toLowerAscii(char byte) {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte + ('a' - 'A')) : byte;
+}
 
 }  // namespace platform

@@ -1,6 +1,7 @@
 // What the two systems do alike with files.
 #include "platform/files.h"
 
+#include "platform/code_page.h"
 #include "platform/process.h"
 #include "platform/replacement.h"
 
@@ -11,13 +12,9 @@ namespace platform {
 
 namespace {
 
-char asciiLower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
-
 bool equalIgnoringAsciiCase(std::string_view left, std::string_view right) {
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return asciiLower(a) == asciiLower(b); });
+                      [](char a, char b) { return toLowerAscii(a) == toLowerAscii(b); });
 }
 
 bool matches(std::string_view name, std::string_view prefix, std::string_view suffix) {

@@ -300,6 +300,16 @@ private Q_SLOTS:
         QCOMPARE(std::distance(fs::directory_iterator(maps.cache), fs::directory_iterator()), std::ptrdiff_t(1));
     }
 
+    // It cannot be read, but its digest is taken once.
+    void aFileTooLargeCountsAsUnreadable() {
+        const MapRoot maps;
+        maps.addMap("large");
+        fs::resize_file(maps.root / "large" / "large.map", (128U << 20U) + 1);
+        const std::vector<MapInfo> scan = scanMapCatalog(maps.root, maps.cache);
+        QVERIFY(scan.size() == 1 && scan[0].slotCount == 1 && scan[0].displayName == "large");
+        QCOMPARE(maps.cached(), std::string("large "));
+    }
+
     void fullDiskLeavesTheOldCache() {
         const MapRoot maps;
         fs::create_directories(maps.cache);

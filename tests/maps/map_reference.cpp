@@ -181,7 +181,7 @@ std::string describeMap(const MapInfo& map) {
 
 bool parseMap(std::string_view bytes, MapInfo& map) {
     try {
-        parseMapBytes(bytes, map);
+        parseMapBytes(std::string(bytes), map);
         return true;
     } catch (const MapFormatError&) {
         return false;

@@ -48,7 +48,9 @@ const std::pair<std::string, const char*> kRows[] = {
     {"#T#a#甲选项#T#b#乙选项#T#\n@2#x#y@1#z", " max 1\n1,1,蜀国,5,open,\noption a=甲选项: x y\noption b=乙选项: z"},
     {"#T#a#甲#T#b#乙\n@1#x", " max 1\n1,1,蜀国,5,open,\noption a=甲: x"},
     {"PLAYER_MODE_NUM=2\r\n★abc★", "★abc★ max 1\n1,1,蜀国,5,open,"},
-    {"PLAYER_MODE_NUM=2\n★甲★\x05#T#a#L\n@1#x\n@1#x北方之战\n", "北方之战 max 1\n1,1,蜀国,5,open,\noption a=L: x"}};
+    {"PLAYER_MODE_NUM=2\n★甲★\x05#T#a#L\n@1#x\n@1#x北方之战\n", "北方之战 max 1\n1,1,蜀国,5,open,\noption a=L: x"},
+    // An overlong "@" becomes one when the text is cleaned.
+    {"#T#a#L\n@1#x\n@1#x北\xC1\x80\xC1\x80 1#北方之战\n", "北方之战 max 1\n1,1,蜀国,5,open,\noption a=L: x"}};
 
 }  // namespace
 
@@ -90,19 +92,40 @@ private Q_SLOTS:
                 QVERIFY(!described(parseMap, (head + body + "\x01\xFF").toStdString()).empty());
             }
         }
+        const QByteArray lists = "#T#a#L\n@1#x\n" + QByteArray("@1#x").repeated(250'000);
+        const QByteArray behind = QString(250'000, QChar(0x5730)).toUtf8();
+        QCOMPARE(described(parseMap, (lists + behind + "\n").toStdString()),
+                 std::string(" max 1\n1,1,蜀国,5,open,\noption a=L: x"));
     }
 
-    // Read to its end, this file would take longer than the program may.
     void aStopEndsParsing() {
-        std::string bytes = "#T#a#L\n@1#x\n";
-        for (int i = 0; i < 1'000'000; ++i) {
-            bytes += "@1#x";
-        }
         std::stop_source source;
         source.request_stop();
         MapInfo map;
-        parseMapBytes(bytes + QString(1'000'000, QChar(0x5730)).toStdString(), map, source.get_token());
-        QVERIFY(map.displayName.empty());
+        parseMapBytes("PLAYER_NUM=4 PLAYER_MODE_NUM=2\n★甲★\x05", map, source.get_token());
+        QVERIFY(map.displayName.empty() && map.slotCount == 1);
+    }
+
+    void optionsAreMergedIntoARecord() {
+        MapInfo map;
+        for (const char* bytes : {"#T#a#L#T#b#M\n@1#x@1#y", "#T#a#L\n@1#z", "#T#c#N\n@1#v"}) {
+            QVERIFY(parseMap(bytes, map));
+        }
+        QCOMPARE(QString::fromStdString(describeMap(map)),
+                 QStringLiteral(" max 1\n1,1,蜀国,5,open,\noption a=L: z\noption b=M: y\noption c=N: v"));
+    }
+
+    // More than any map needs, in a few bytes.
+    void hugeScriptsAreRefused() {
+        const std::string name(900, 'x');
+        QCOMPARE(described(parseMap, "PLAYER_NUM=65536 side1_num=65536 side1_name=\"" + name + "\""),
+                 std::string("refused"));
+        QVERIFY(described(parseMap, "PLAYER_NUM=5000 side1_num=5000 side1_name=\"甲\"") != "refused");
+        QString sides;
+        for (int i = 0; i < 10'001; ++i) {
+            sides += QStringLiteral("side%1_name=\"x\"").arg(i);
+        }
+        QCOMPARE(described(parseMap, sides.toStdString()), std::string("refused"));
     }
 
     void titlesAndTokens() {

@@ -1,23 +1,18 @@
-#include "platform/code_page.h"
+#include "platform/code_page_pairs.h"
 
-#include "platform/win32/wide_text.h"
-
-#include <limits>
 #include <windows.h>
 
 namespace platform {
 
-std::u16string decodeCodePage936(std::string_view bytes) {
+void readCodePage936(CodePagePairs& pairs) {
     constexpr UINT kCodePage = 936;
-    if (bytes.empty() || bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-        return {};
+    for (unsigned pair = 0x8101; pair <= 0xFEFF; ++pair) {
+        const std::array<char, 2> bytes{static_cast<char>(pair >> 8), static_cast<char>(pair)};
+        std::array<wchar_t, 2> units{};
+        if (MultiByteToWideChar(kCodePage, 0, bytes.data(), 2, units.data(), 2) == 1) {
+            pairs[pair] = static_cast<char16_t>(units[0]);
+        }
     }
-    const int length = static_cast<int>(bytes.size());
-    // No byte gives more than one unit.
-    std::wstring text(bytes.size(), L'\0');
-    const int units = MultiByteToWideChar(kCodePage, 0, bytes.data(), length, text.data(), length);
-    text.resize(static_cast<std::size_t>(units));
-    return fromWide(text);
 }
 
 }  // namespace platform
