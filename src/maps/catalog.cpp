@@ -11,6 +11,7 @@
 #include <atomic>
 #include <exception>
 #include <optional>
+#include <set>
 #include <system_error>
 #include <thread>
 
@@ -18,58 +19,47 @@ namespace NetPlay {
 
 namespace {
 
-// The part of a map's line that the disk tells.
-MapCacheEntry lineOfFiles(const MapInfo& map, const platform::FileStatus& mapFile, const platform::FileStatus& oFile) {
+// What the disk says of a map's files beside what is in its record, and what becomes of its line.
+struct FileStamps {
+    std::int64_t mapFile = 0;
+    std::int64_t oFile = 0;
+};
+enum class Line { none, reused, fresh };
+
+MapCacheEntry makeLine(const MapInfo& map, const FileStamps& stamps) {
     MapCacheEntry line;
     line.name = map.name;
     line.mapFilePathText = platform::pathToUtf8(map.mapFilePath);
-    line.mapFileSize = static_cast<std::uint64_t>(mapFile.size);
-    line.mapFileStamp = fileWriteStamp(mapFile);
+    line.mapFileSize = static_cast<std::uint64_t>(map.mapFileSize);
+    line.mapFileStamp = stamps.mapFile;
     line.oFilePathText = platform::pathToUtf8(map.oFilePath);
-    line.oFileSize = static_cast<std::uint64_t>(oFile.size);
-    line.oFileStamp = fileWriteStamp(oFile);
-    return line;
-}
-
-// The line of the map in the cache, if both files are as it says.
-const MapCacheEntry* findReusable(const MapCatalogCache& cache, const MapCacheEntry& current) {
-    const auto found = cache.find(cacheKey(current.name, current.mapFilePathText));
-    if (found == cache.end()) {
-        return nullptr;
-    }
-    const MapCacheEntry& entry = found->second;
-    const bool sameMapFile = entry.mapFilePathText == current.mapFilePathText &&
-                             entry.mapFileSize == current.mapFileSize && entry.mapFileStamp == current.mapFileStamp;
-    const bool sameOFile = entry.oFilePathText == current.oFilePathText && entry.oFileSize == current.oFileSize &&
-                           entry.oFileStamp == current.oFileStamp;
-    return sameMapFile && sameOFile && isUsable(entry) ? &entry : nullptr;
-}
-
-void reuse(const MapCacheEntry& entry, MapInfo& map) {
-    takeParsedFields(entry, map);
-    if (!entry.mapFileHash.empty() && !entry.oFileHash.empty() && !entry.fingerprint.empty()) {
-        map.mapFileHash = entry.mapFileHash;
-        map.oFileHash = entry.oFileHash;
-        map.fingerprint = entry.fingerprint;
-        map.fingerprintAlgo = kFingerprintAlgo;
-    }
-}
-
-// Adds what reading the files gave, and puts the line into the table.
-void addLine(MapCacheEntry line, const MapInfo& map, MapCatalogCache& updated) {
+    line.oFileSize = static_cast<std::uint64_t>(map.oFileSize);
+    line.oFileStamp = stamps.oFile;
     line.mapFileHash = map.mapFileHash;
     line.oFileHash = map.oFileHash;
     line.fingerprint = map.fingerprint;
-    line.displayName = map.displayName;
-    line.maxPlayers = map.maxPlayers;
-    line.slotCount = map.slotCount;
-    line.slots = map.slots;
-    line.sides = map.sides;
-    line.optionIds = map.optionIds;
-    line.optionValues = map.optionValues;
-    line.optionLabels = map.optionLabels;
-    std::string key = cacheKey(line.name, line.mapFilePathText);
-    updated[std::move(key)] = std::move(line);
+    takeParsedFields(map, line);
+    return line;
+}
+
+// Takes over the map's line in the cache, if both files are as it says. A cache that may be changed is emptied of it.
+template<typename Cache>
+bool reuseLine(Cache& cache, const FileStamps& stamps, MapInfo& map) {
+    const std::string mapFileText = platform::pathToUtf8(map.mapFilePath);
+    const auto found = cache.find(cacheKey(map.name, mapFileText));
+    if (found == cache.end()) {
+        return false;
+    }
+    auto& entry = found->second;
+    if (entry.mapFilePathText != mapFileText || entry.mapFileStamp != stamps.mapFile ||
+        entry.mapFileSize != static_cast<std::uint64_t>(map.mapFileSize) ||
+        entry.oFilePathText != platform::pathToUtf8(map.oFilePath) || entry.oFileStamp != stamps.oFile ||
+        entry.oFileSize != static_cast<std::uint64_t>(map.oFileSize) || !isUsable(entry)) {
+        return false;
+    }
+    takeFingerprint(entry, map);
+    takeParsedFields(std::move(entry), map);
+    return true;
 }
 
 bool parseLogged(MapInfo& map, const std::stop_token& stop) {
@@ -82,20 +72,76 @@ bool parseLogged(MapInfo& map, const std::stop_token& stop) {
     }
 }
 
+// A record that the cache has no room for keeps its title and counts: a catalog of such maps must fit the memory too.
+bool fitsCache(MapInfo& map, const FileStamps& stamps) {
+    if (CatalogCacheText().add(makeLine(map, stamps))) {
+        return true;
+    }
+    qWarning("map %s: too much for the cache", map.name.c_str());
+    map.slots.clear();
+    map.slots.shrink_to_fit();
+    map.sides.clear();
+    map.optionIds.clear();
+    map.optionValues.clear();
+    map.optionLabels.clear();
+    return false;
+}
+
+// loadMapEntry, but for the making of the line.
+template<typename Cache>
+bool loadRecord(const std::filesystem::path& folder, const std::string& name, Cache* cache, bool computeFingerprint,
+                const std::stop_token& stop, MapInfo& map, FileStamps& stamps, Line& line) {
+    const auto folderStatus = platform::fileStatus(folder);
+    if (!folderStatus) {
+        return false;
+    }
+    map = MapInfo();
+    map.name = name;
+    map.folderPath = folder;
+    platform::FileStatus mapFile;
+    platform::FileStatus oFile;
+    map.mapFilePath = locateMapFile(folder, name, ".map", &mapFile);
+    map.oFilePath = locateMapFile(folder, name, ".o", &oFile);
+    if (map.mapFilePath.empty() && map.oFilePath.empty()) {
+        return false;
+    }
+    const bool complete = !map.mapFilePath.empty() && !map.oFilePath.empty();
+    map.mapFileSize = mapFile.size;
+    map.oFileSize = oFile.size;
+    map.lastModified = lastModifiedTicks(folderStatus, mapFile, oFile);
+    stamps = {fileWriteStamp(mapFile), fileWriteStamp(oFile)};
+
+    const bool reused = cache != nullptr && complete && reuseLine(*cache, stamps, map);
+    if (computeFingerprint && complete) {
+        setFingerprint(map, stop);
+    }
+    const bool parsed = reused || map.mapFilePath.empty() || parseLogged(map, stop);
+    if (stop.stop_requested()) {
+        return false;
+    }
+    map.maxPlayers = map.maxPlayers < 1 ? 6 : map.maxPlayers;
+    map.slotCount = map.slotCount < 1 ? map.maxPlayers : map.slotCount;
+    if (map.displayName.empty()) {
+        map.displayName = deriveDisplayName(name, folder);
+    }
+    line = reused ? Line::reused : complete && parsed && fitsCache(map, stamps) ? Line::fresh : Line::none;
+    return true;
+}
+
 // What one folder of the root gave.
 struct ScannedFolder {
     std::optional<MapInfo> map;
-    MapCatalogCache line;  // at most one
+    FileStamps stamps;
+    Line line = Line::none;
     std::exception_ptr error;
 };
 
-ScannedFolder scanFolder(const std::filesystem::path& folder, const std::string& name,
-                         const std::filesystem::path& cacheDir, const MapCatalogCache& cache,
+ScannedFolder scanFolder(const std::filesystem::path& folder, const std::string& name, MapCatalogCache& cache,
                          const std::stop_token& stop) {
     ScannedFolder scanned;
     try {
         MapInfo map;
-        if (loadMapEntry(folder, name, map, cacheDir, &cache, &scanned.line, false, stop)) {
+        if (loadRecord(folder, name, &cache, false, stop, map, scanned.stamps, scanned.line)) {
             scanned.map = std::move(map);
         }
     } catch (...) {
@@ -104,19 +150,14 @@ ScannedFolder scanFolder(const std::filesystem::path& folder, const std::string&
     return scanned;
 }
 
-// One map must not take the others with it.
-void settleError(ScannedFolder& scanned, const std::filesystem::path& folder, const std::string& name,
-                 const MapCatalogCache& cache) {
+// One map must not take the others with it. True when nothing is known of its folder: what the cache says of it may
+// still be true.
+bool settleError(ScannedFolder& scanned, const std::filesystem::path& folder, const std::string& name) {
     try {
         std::rethrow_exception(scanned.error);
     } catch (const std::filesystem::filesystem_error& error) {
-        // Whatever it holds now, what was known of it may still be true.
         qWarning("map %s: %s", name.c_str(), error.what());
-        for (const auto& [key, entry] : cache) {
-            if (entry.name == name) {
-                scanned.line[key] = entry;
-            }
-        }
+        return true;
     } catch (const std::exception& error) {
         // Out of memory, say.
         qWarning("map %s: %s", name.c_str(), error.what());
@@ -124,6 +165,7 @@ void settleError(ScannedFolder& scanned, const std::filesystem::path& folder, co
         scanned.map->name = name;
         scanned.map->folderPath = folder;
         scanned.map->displayName = deriveDisplayName(name, folder);
+        return false;
     }
 }
 
@@ -143,25 +185,39 @@ std::optional<std::vector<std::string>> folderNames(const std::filesystem::path&
     return names;
 }
 
-// Calls `work` with each number below `count`, on all cores, until a stop is requested.
+// Calls `work` with each number below `count`, on all cores, until a stop is requested. The first exception of a call
+// is thrown again here, once no call is running.
 template<typename Work>
 void forEachOnAllCores(std::size_t count, const std::stop_token& stop, Work work) {
     std::atomic<std::size_t> next = 0;
+    std::atomic<bool> failed = false;
+    std::exception_ptr error;
     const auto loop = [&] {
-        for (std::size_t i = next++; i < count && !stop.stop_requested(); i = next++) {
-            work(i);
+        try {
+            for (std::size_t i = next++; i < count && !failed && !stop.stop_requested(); i = next++) {
+                work(i);
+            }
+        } catch (...) {
+            if (!failed.exchange(true)) {
+                error = std::current_exception();
+            }
         }
     };
-    std::vector<std::jthread> helpers;
-    try {
-        const std::size_t threads = std::min<std::size_t>(std::thread::hardware_concurrency(), count);
-        while (helpers.size() + 1 < threads) {
-            helpers.emplace_back(loop);
+    {
+        std::vector<std::jthread> helpers;
+        try {
+            const std::size_t threads = std::min<std::size_t>(std::thread::hardware_concurrency(), count);
+            while (helpers.size() + 1 < threads) {
+                helpers.emplace_back(loop);
+            }
+        } catch (const std::system_error&) {
+            // As many as there are: this thread alone does it too.
         }
-    } catch (const std::system_error&) {
-        // As many as there are: this thread alone does it too.
+        loop();
     }
-    loop();
+    if (error) {
+        std::rethrow_exception(error);
+    }
 }
 
 }  // namespace
@@ -169,44 +225,15 @@ void forEachOnAllCores(std::size_t count, const std::stop_token& stop, Work work
 bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, MapInfo& map,
                   const std::filesystem::path&, const MapCatalogCache* cache, MapCatalogCache* updated,
                   bool computeFingerprint, const std::stop_token& stop) {
-    const auto folderStatus = platform::fileStatus(folder);
-    if (!folderStatus) {
+    FileStamps stamps;
+    Line line = Line::none;
+    if (!loadRecord(folder, name, cache, computeFingerprint, stop, map, stamps, line)) {
         return false;
     }
-    map = MapInfo();
-    map.name = name;
-    map.folderPath = folder;
-    platform::FileStatus mapFile;
-    platform::FileStatus oFile;
-    map.mapFilePath = locateMapFile(folder, name, ".map", &mapFile);
-    map.oFilePath = locateMapFile(folder, name, ".o", &oFile);
-    if (map.mapFilePath.empty() && map.oFilePath.empty()) {
-        return false;
-    }
-    const bool complete = !map.mapFilePath.empty() && !map.oFilePath.empty();
-    map.mapFileSize = mapFile.size;
-    map.oFileSize = oFile.size;
-    map.lastModified = lastModifiedTicks(std::max({folderStatus->writeTicks, mapFile.writeTicks, oFile.writeTicks}));
-
-    MapCacheEntry line = lineOfFiles(map, mapFile, oFile);
-    const MapCacheEntry* reusable = cache != nullptr && complete ? findReusable(*cache, line) : nullptr;
-    if (reusable != nullptr) {
-        reuse(*reusable, map);
-    }
-    if (computeFingerprint && complete) {
-        setFingerprint(map, stop);
-    }
-    const bool parsed = reusable != nullptr || map.mapFilePath.empty() || parseLogged(map, stop);
-    if (stop.stop_requested()) {
-        return false;
-    }
-    map.maxPlayers = map.maxPlayers < 1 ? 6 : map.maxPlayers;
-    map.slotCount = map.slotCount < 1 ? map.maxPlayers : map.slotCount;
-    if (map.displayName.empty()) {
-        map.displayName = deriveDisplayName(name, folder);
-    }
-    if (updated != nullptr && complete && parsed) {
-        addLine(std::move(line), map, *updated);
+    if (updated != nullptr && line != Line::none) {
+        MapCacheEntry entry = makeLine(map, stamps);
+        std::string key = cacheKey(entry.name, entry.mapFilePathText);
+        (*updated)[std::move(key)] = std::move(entry);
     }
     return true;
 }
@@ -217,47 +244,71 @@ std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const 
     if (!names) {
         return {};
     }
-    const MapCatalogCache cache = readCatalogCache(cacheDir);
+    bool unchanged = false;
+    MapCatalogCache cache = readCatalogCache(cacheDir, &unchanged);
     std::vector<ScannedFolder> folders(names->size());
-    forEachOnAllCores(names->size(), stop, [&](std::size_t i) {
-        const std::string& name = (*names)[i];
-        folders[i] = scanFolder(mapRoot / platform::pathFromUtf8(name), name, cacheDir, cache, stop);
-    });
+    const auto pathOf = [&](std::size_t i) {
+        return mapRoot / platform::pathFromUtf8((*names)[i]);
+    };
+    forEachOnAllCores(names->size(), stop,
+                      [&](std::size_t i) { folders[i] = scanFolder(pathOf(i), (*names)[i], cache, stop); });
     if (stop.stop_requested()) {
         return {};
     }
-    std::vector<MapInfo> maps;
-    MapCatalogCache updated;
+    std::set<std::string> unknown;
+    std::size_t reused = 0;
     for (std::size_t i = 0; i < folders.size(); ++i) {
-        ScannedFolder& folder = folders[i];
-        const std::string& name = (*names)[i];
-        if (folder.error) {
-            settleError(folder, mapRoot / platform::pathFromUtf8(name), name, cache);
+        if (folders[i].error && settleError(folders[i], pathOf(i), (*names)[i])) {
+            unknown.insert((*names)[i]);
         }
+        unchanged = unchanged && folders[i].line != Line::fresh;
+        reused += folders[i].line == Line::reused ? 1 : 0;
+    }
+    if (!cacheDir.empty() && (!unchanged || reused != cache.size())) {
+        CatalogCacheText text;
+        bool whole = true;
+        for (const ScannedFolder& folder : folders) {
+            whole = (folder.line == Line::none || text.add(makeLine(*folder.map, folder.stamps))) && whole;
+        }
+        for (const auto& [key, entry] : cache) {
+            whole = (unknown.count(entry.name) == 0 || text.add(entry)) && whole;
+        }
+        if (!whole) {
+            qWarning("map cache: not all maps fit");
+        }
+        text.write(cacheDir);
+    }
+    std::vector<MapInfo> maps;
+    maps.reserve(folders.size());
+    for (ScannedFolder& folder : folders) {
         if (folder.map) {
             maps.push_back(std::move(*folder.map));
         }
-        updated.merge(folder.line);
     }
-    writeCatalogCache(cacheDir, updated);
     return maps;
 }
 
 std::vector<MapInfo> loadCachedCatalog(const std::filesystem::path& mapRoot, const std::filesystem::path& cacheDir) {
-    std::vector<MapInfo> maps;
     const auto root = cacheDir.empty() ? std::nullopt : platform::fileStatus(mapRoot);
     if (!root || !root->isDirectory) {
-        return maps;
+        return {};
     }
     MapCatalogCache cache = readCatalogCache(cacheDir);
+    std::vector<MapCacheEntry*> entries;
+    entries.reserve(cache.size());
     for (auto& [key, entry] : cache) {
-        MapInfo map;
-        if (mapInfoFromCacheEntry(mapRoot, std::move(entry), map)) {
-            maps.push_back(std::move(map));
-        }
+        entries.push_back(&entry);
     }
-    std::sort(maps.begin(), maps.end(),
-              [](const MapInfo& left, const MapInfo& right) { return catalogOrder(left.name, right.name); });
+    std::sort(entries.begin(), entries.end(), [](const MapCacheEntry* left, const MapCacheEntry* right) {
+        return catalogOrder(left->name, right->name);
+    });
+    std::vector<MapInfo> maps(entries.size());
+    forEachOnAllCores(entries.size(), {}, [&](std::size_t i) {
+        if (!mapInfoFromCacheEntry(mapRoot, std::move(*entries[i]), maps[i])) {
+            maps[i].name.clear();
+        }
+    });
+    std::erase_if(maps, [](const MapInfo& map) { return map.name.empty(); });
     return maps;
 }
 

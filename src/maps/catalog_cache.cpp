@@ -17,13 +17,10 @@ namespace {
 
 constexpr std::string_view kFirstLine = "# map catalog cache v3";
 constexpr const char* kFileName = "map_catalog_cache.json";
-// A cache of ten thousand maps has a tenth of this.
-constexpr std::uint64_t kMaxCacheBytes = 128U << 20U;
-// A map of 22 slots has about 200 of these. Each takes memory and time, however little stands between two.
-constexpr std::ptrdiff_t kMaxSeparators = 8'000'000;
 
-bool isSeparator(char c) {
-    return c == ',' || c == ';' || c == '\t' || c == '\n';
+std::size_t countSeparators(std::string_view text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return c == ',' || c == ';' || c == '\t' || c == '\n'; }));
 }
 
 // Fields 0 to 9.
@@ -132,7 +129,20 @@ std::string cacheKey(const std::string& name, const std::string& mapFilePathText
     return name + '|' + mapFilePathText;
 }
 
-MapCatalogCache parseCatalogCache(std::string_view bytes) {
+bool CatalogCacheText::add(const MapCacheEntry& entry) {
+    const std::size_t before = text_.size();
+    appendLine(text_, entry);
+    const std::size_t separators = separators_ + countSeparators(std::string_view(text_).substr(before));
+    if (text_.size() - before > kMaxCacheLineBytes || text_.size() > kMaxCacheBytes ||
+        separators > kMaxCacheSeparators) {
+        text_.resize(before);
+        return false;
+    }
+    separators_ = separators;
+    return true;
+}
+
+MapCatalogCache parseCatalogCache(std::string_view bytes, bool* isCurrent) {
     MapCatalogCache table;
     std::string_view rest = bytes;
     const auto nextLine = [&rest] {
@@ -140,17 +150,18 @@ MapCatalogCache parseCatalogCache(std::string_view bytes) {
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         return line;
     };
-    if (nextLine() != kFirstLine || std::count_if(rest.begin(), rest.end(), isSeparator) > kMaxSeparators) {
+    if (nextLine() != kFirstLine || bytes.size() > kMaxCacheBytes || countSeparators(bytes) > kMaxCacheSeparators) {
         return table;
     }
+    std::size_t lines = 0;
     int skipped = 0;
-    while (!rest.empty()) {
+    for (; !rest.empty(); ++lines) {
         const std::string_view line = nextLine();
         if (line.empty() || line.front() == '#') {
             continue;
         }
         MapCacheEntry entry;
-        if (decodeLine(line, entry)) {
+        if (line.size() < kMaxCacheLineBytes && decodeLine(line, entry)) {
             std::string key = cacheKey(entry.name, entry.mapFilePathText);
             table[std::move(key)] = std::move(entry);
         } else {
@@ -160,49 +171,49 @@ MapCatalogCache parseCatalogCache(std::string_view bytes) {
     if (skipped > 0) {
         qWarning("map cache: %d unreadable lines skipped", skipped);
     }
+    if (isCurrent != nullptr) {
+        *isCurrent = lines == table.size();
+    }
     return table;
 }
 
-std::string catalogCacheText(const MapCatalogCache& table) {
-    std::string text(kFirstLine);
-    text += '\n';
-    for (const auto& [key, entry] : table) {
-        appendLine(text, entry);
-    }
-    return text;
-}
-
-MapCatalogCache readCatalogCache(const std::filesystem::path& cacheDir) {
+MapCatalogCache readCatalogCache(const std::filesystem::path& cacheDir, bool* isCurrent) {
     std::string bytes;
     if (cacheDir.empty() || !platform::readWholeFile(cacheDir / kFileName, bytes, kMaxCacheBytes)) {
         return {};
     }
-    return parseCatalogCache(bytes);
+    return parseCatalogCache(bytes, isCurrent);
 }
 
 void writeCatalogCache(const std::filesystem::path& cacheDir, const MapCatalogCache& table) {
+    CatalogCacheText text;
+    for (const auto& [key, entry] : table) {
+        text.add(entry);
+    }
+    text.write(cacheDir);
+}
+
+void CatalogCacheText::write(const std::filesystem::path& cacheDir) const {
     if (cacheDir.empty()) {
         return;
     }
     std::error_code error;
     std::filesystem::create_directories(cacheDir, error);
-    platform::replaceContent(cacheDir / kFileName, catalogCacheText(table), std::to_string(uniqueTicks()));
-}
-
-void takeParsedFields(MapCacheEntry entry, MapInfo& map) {
-    map.displayName = std::move(entry.displayName);
-    map.maxPlayers = entry.maxPlayers;
-    map.slotCount = entry.slotCount;
-    map.slots = std::move(entry.slots);
-    map.sides = std::move(entry.sides);
-    map.optionIds = std::move(entry.optionIds);
-    map.optionValues = std::move(entry.optionValues);
-    map.optionLabels = std::move(entry.optionLabels);
+    platform::replaceContent(cacheDir / kFileName, text_, std::to_string(uniqueTicks()));
 }
 
 bool isUsable(const MapCacheEntry& entry) {
     return !entry.displayName.empty() && entry.maxPlayers >= 1 && entry.slotCount >= 1 &&
            slotsAreConsistent(entry.slots);
+}
+
+void takeFingerprint(const MapCacheEntry& entry, MapInfo& map) {
+    if (!entry.mapFileHash.empty() && !entry.oFileHash.empty() && !entry.fingerprint.empty()) {
+        map.mapFileHash = entry.mapFileHash;
+        map.oFileHash = entry.oFileHash;
+        map.fingerprint = entry.fingerprint;
+        map.fingerprintAlgo = kFingerprintAlgo;
+    }
 }
 
 bool mapInfoFromCacheEntry(const std::filesystem::path& mapRoot, MapCacheEntry entry, MapInfo& map) {
@@ -223,15 +234,10 @@ bool mapInfoFromCacheEntry(const std::filesystem::path& mapRoot, MapCacheEntry e
         !fileMatchesRecord(map.oFilePath, map.oFileSize, entry.oFileStamp, &oFile)) {
         return false;
     }
+    map.lastModified = lastModifiedTicks(platform::fileStatus(map.folderPath), mapFile, oFile);
     map.name = std::move(entry.name);
-    map.mapFileHash = std::move(entry.mapFileHash);
-    map.oFileHash = std::move(entry.oFileHash);
-    map.fingerprint = std::move(entry.fingerprint);
+    takeFingerprint(entry, map);
     takeParsedFields(std::move(entry), map);
-    if (hasFingerprint(map)) {
-        map.fingerprintAlgo = kFingerprintAlgo;
-    }
-    map.lastModified = lastModifiedTicks(std::max(mapFile.writeTicks, oFile.writeTicks));
     return true;
 }
 

@@ -2,12 +2,12 @@
 #pragma once
 
 #include "maps/map_info.h"
-#include "platform/files.h"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 namespace NetPlay {
 
@@ -37,27 +37,59 @@ struct MapCacheEntry {
 using MapCatalogCache = std::unordered_map<std::string, MapCacheEntry>;
 std::string cacheKey(const std::string& name, const std::string& mapFilePathText);
 
-// The table in the bytes of a cache file, and the bytes of a table. Bytes of another kind, or with far more lines or
-// items than maps have, give an empty table. Lines that cannot be read are skipped and counted in one warning; a later
-// line of the same key wins.
-MapCatalogCache parseCatalogCache(std::string_view bytes);
-std::string catalogCacheText(const MapCatalogCache& table);
+// Copies or moves what parsing a .map file gives, between a record and a line.
+template<typename From, typename To>
+void takeParsedFields(From&& from, To& to) {
+    to.displayName = std::forward<From>(from).displayName;
+    to.maxPlayers = from.maxPlayers;
+    to.slotCount = from.slotCount;
+    to.slots = std::forward<From>(from).slots;
+    to.sides = std::forward<From>(from).sides;
+    to.optionIds = std::forward<From>(from).optionIds;
+    to.optionValues = std::forward<From>(from).optionValues;
+    to.optionLabels = std::forward<From>(from).optionLabels;
+}
+
+// What a cache may hold. The reader takes a larger file for a foreign one and skips a longer line; the writer leaves
+// out what would not fit.
+inline constexpr std::size_t kMaxCacheLineBytes = 256U << 10U;
+inline constexpr std::size_t kMaxCacheBytes = 128U << 20U;
+inline constexpr std::size_t kMaxCacheSeparators = 16'000'000;  // between lines, fields and items: each takes memory
+
+// The text of a cache file, line by line.
+class CatalogCacheText {
+public:
+    // False, and nothing is added, for an entry that does not fit.
+    bool add(const MapCacheEntry& entry);
+    const std::string& text() const { return text_; }
+
+    // Writes the cache of the folder, creating that, so that a reader sees the old file or the new one. Failures are
+    // silent and leave the old file; an empty `cacheDir` writes nothing.
+    void write(const std::filesystem::path& cacheDir) const;
+
+private:
+    std::string text_ = "# map catalog cache v3\n";
+    std::size_t separators_ = 1;
+};
+
+// The table in the bytes of a cache file. Lines that cannot be read are skipped and counted in one warning; a later
+// line of the same key wins. `isCurrent` tells whether each line of the file is in the table.
+MapCatalogCache parseCatalogCache(std::string_view bytes, bool* isCurrent = nullptr);
 
 // The cache of the folder. A missing, unreadable or foreign file and an empty `cacheDir` give an empty table.
-MapCatalogCache readCatalogCache(const std::filesystem::path& cacheDir);
+MapCatalogCache readCatalogCache(const std::filesystem::path& cacheDir, bool* isCurrent = nullptr);
 
-// Writes the table, creating the folder, so that a reader sees the old file or the new one. Failures are silent and
-// leave the old file; an empty `cacheDir` writes nothing.
+// Writes what fits of the table.
 void writeCatalogCache(const std::filesystem::path& cacheDir, const MapCatalogCache& table);
-
-// The part of a record that comes from parsing the .map file, and its fingerprint, taken from a line.
-void takeParsedFields(MapCacheEntry entry, MapInfo& map);
 
 // Whether a line has what a record needs: a title, counts of at least 1, slots that don't contradict themselves.
 bool isUsable(const MapCacheEntry& entry);
 
+// Sets the record's digests and fingerprint from a line that has all of them; from any other line, none.
+void takeFingerprint(const MapCacheEntry& entry, MapInfo& map);
+
 // A record from a line alone, if both files are still as the line says and lie in a folder directly below `mapRoot`.
-// Asks the file system twice.
+// Asks the file system three times.
 bool mapInfoFromCacheEntry(const std::filesystem::path& mapRoot, MapCacheEntry entry, MapInfo& map);
 
 }  // namespace NetPlay

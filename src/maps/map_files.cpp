@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <limits>
 #include <system_error>
 
 namespace NetPlay {
@@ -73,14 +74,17 @@ bool fileMatchesRecord(const std::filesystem::path& path, std::int64_t size, std
     return matches;
 }
 
-std::int64_t lastModifiedTicks(std::int64_t newestWriteTicks) {
+std::int64_t lastModifiedTicks(const std::optional<platform::FileStatus>& folder, const platform::FileStatus& mapFile,
+                               const platform::FileStatus& oFile) {
     using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
     constexpr std::int64_t kTicksFrom1601To1970 = 116'444'736'000'000'000;
     constexpr std::int64_t kTicksPerSecond = 10'000'000;
+    const std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
+    const std::int64_t newest = std::max({folder ? folder->writeTicks : lowest, mapFile.writeTicks, oFile.writeTicks});
     const std::int64_t now =
         std::chrono::duration_cast<Ticks>(std::chrono::system_clock::now().time_since_epoch()).count();
     // Unsigned, so that the lowest of all times wraps instead of being undefined.
-    const auto distance = static_cast<std::int64_t>(static_cast<std::uint64_t>(newestWriteTicks) -
+    const auto distance = static_cast<std::int64_t>(static_cast<std::uint64_t>(newest) -
                                                     static_cast<std::uint64_t>(now + kTicksFrom1601To1970));
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(now) +
                                      static_cast<std::uint64_t>(distance / kTicksPerSecond * kTicksPerSecond));

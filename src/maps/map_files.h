@@ -5,6 +5,7 @@
 #include "platform/files.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -26,8 +27,9 @@ std::int64_t fileWriteStamp(const std::filesystem::path& path);
 bool fileMatchesRecord(const std::filesystem::path& path, std::int64_t size, std::int64_t stamp,
                        platform::FileStatus* status = nullptr);
 
-// The latest of the given last-write ticks as ticks of the system clock since 1970, cut to whole seconds of distance
-// from now. Nothing depends on it.
-std::int64_t lastModifiedTicks(std::int64_t newestWriteTicks);
+// The latest last-write time of a map's folder, .map file and .o file as ticks of the system clock since 1970, cut to
+// whole seconds of distance from now. Nothing depends on it.
+std::int64_t lastModifiedTicks(const std::optional<platform::FileStatus>& folder, const platform::FileStatus& mapFile,
+                               const platform::FileStatus& oFile);
 
 }  // namespace NetPlay

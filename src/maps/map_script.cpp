@@ -212,16 +212,16 @@ std::size_t behindScript(std::string_view bytes, std::size_t place) {
 template<typename IsAt, typename Visit>
 void forEachPlace(std::string_view bytes, IsAt isAt, Visit visit) {
     constexpr std::size_t kBlock = 64;
-    const auto anyInBlock = [isAt](const char* block) {
+    const auto anyInBlock = [isAt](const char* ahead) {
         unsigned char any = 0;
         for (std::size_t i = 0; i < kBlock; ++i) {
-            any |= static_cast<unsigned char>(isAt(block[i - 1], block[i]));
+            any |= static_cast<unsigned char>(isAt(ahead[i], ahead[i + 1]));
         }
         return any != 0;
     };
     for (std::size_t begin = 0, end = 0; begin < bytes.size(); begin = end) {
         end = std::min(begin + kBlock, bytes.size());
-        if (begin > 0 && end - begin == kBlock && !anyInBlock(bytes.data() + begin)) {
+        if (begin > 0 && end - begin == kBlock && !anyInBlock(bytes.data() + begin - 1)) {
             continue;
         }
         for (std::size_t place = std::max<std::size_t>(begin, 1); place < end; ++place) {

@@ -216,11 +216,48 @@ private Q_SLOTS:
         QVERIFY(fs::directory_iterator(maps.cache)->path().filename() == "map_catalog_cache.json");
     }
 
+    // A fingerprint without its digests is made anew; the folder's own time counts as it does in a scan.
+    void theFastStartGivesWhatAScanGives() {
+        const MapRoot maps;
+        maps.addMap("one");
+        const fs::file_time_type old = fs::file_time_type::clock::now() - std::chrono::hours(1);
+        for (const char* file : {"one.map", "one.o"}) {
+            fs::last_write_time(maps.root / "one" / file, old);
+        }
+        const MapInfo scanned = scanMapCatalog(maps.root, maps.cache).at(0);
+        MapInfo cached = loadCachedCatalog(maps.root, maps.cache).at(0);
+        QVERIFY(std::abs(scanned.lastModified - cached.lastModified) < 20'000'000);  // two seconds
+        QList<QByteArray> fields = QByteArray::fromStdString(maps.cacheText()).split('\t');
+        fields[9] = "sha256:of another map";
+        maps.writeCache(fields.join('\t').toStdString());
+        cached = loadCachedCatalog(maps.root, maps.cache).at(0);
+        QVERIFY(cached.fingerprint.empty() && computeMapFingerprint(cached, maps.cache) && maps.cached() == "one+ ");
+    }
+
+    // A map that is too much for the cache gets no line, and the others keep theirs.
+    void theCacheIsBounded() {
+        const MapRoot maps;
+        maps.addMap("one");
+        maps.addMap("many", "PLAYER_NUM=65536");
+        maps.addMap("copies", "PLAYER_NUM=65536 side1_num=65536 side1_name=\"" + std::string(900, 'x') + "\"");
+        const std::vector<MapInfo> scan = scanMapCatalog(maps.root, maps.cache);
+        QCOMPARE(maps.names(scan), std::string("copies many one "));
+        QVERIFY(scan[1].slotCount == 65'536 && scan[1].slots.empty() && scan[0].slots.empty());
+        QCOMPARE(maps.cached(), std::string("one "));
+        CatalogCacheText text;
+        MapCacheEntry entry;
+        entry.name = "long";
+        entry.displayName = std::string(kMaxCacheLineBytes / 2, 'x');
+        QVERIFY(!text.add(entry));
+        entry.displayName.resize(entry.displayName.size() - 100);
+        QVERIFY(text.add(entry) && parseCatalogCache(text.text()).size() == 1);
+    }
+
     void badLinesAreSkipped() {
         const MapRoot maps;
         maps.addMap("one");
         maps.scanned();
-        QVERIFY(parseCatalogCache(maps.cacheText() + std::string(8'000'000, '\n')).empty());
+        QVERIFY(parseCatalogCache(maps.cacheText() + std::string(kMaxCacheSeparators, '\n')).empty());
         const QList<QByteArray> whole = QByteArray::fromStdString(maps.cacheText()).split('\n')[1].split('\t');
         for (const auto& [field, value, usable] : kFields) {
             QList<QByteArray> fields = whole;
