@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <filesystem>
 #include <vector>
 
 struct MapGate {
@@ -21,3 +22,12 @@ struct MapGate {
 
 // Judges the room's map fingerprint against the catalog, which may be trusted only when `catalogReady`.
 MapGate judgeRoomMap(const RoomInfo& room, const std::vector<NetPlay::MapInfo>& catalog, bool catalogReady);
+
+// Whether the room's map is the one on this machine; otherwise the player's sentence is in `message`. An entry of the
+// catalog without a fingerprint gets one first, which takes seconds for a large map.
+bool roomMapMatchesLocal(const RoomInfo& room, std::vector<NetPlay::MapInfo>& catalog, bool catalogReady,
+                         const std::filesystem::path& cacheDir, QString& message);
+
+// Makes sure that the map carries a fingerprint, from the cache or by hashing. False with the player's sentence in
+// `message` when its files are incomplete or cannot be read.
+bool ensureMapFingerprint(NetPlay::MapInfo& map, const std::filesystem::path& cacheDir, QString& message);

@@ -43,6 +43,8 @@ private Q_SLOTS:
         std::vector<NetPlay::MapInfo> catalog(2);
         catalog[0].name = "one";
         catalog[0].fingerprint = "sha256:1:2";
+        catalog[0].mapFileHash = "1";
+        catalog[0].oFileHash = "2";
         catalog[1].name = "two";
         QCOMPARE(judgeRoomMap(RoomInfo(), catalog, false).message, text("正在扫描本地地图，请稍后再进入房间。"));
         forEachRow(kGates, [&catalog](const QString& facts) {
@@ -51,6 +53,15 @@ private Q_SLOTS:
             room.mapFingerprintAlgo = facts.section(u',', 1, 1);
             room.mapId = facts.section(u',', 2);
             const MapGate gate = judgeRoomMap(room, catalog, true);
+            QString message;
+            // A map without a fingerprint has no files here.
+            std::vector<NetPlay::MapInfo> local = catalog;
+            const bool matches = roomMapMatchesLocal(room, local, true, {}, message);
+            if (matches != (gate.outcome == MapGate::Outcome::open) ||
+                message !=
+                    (gate.map != nullptr ? text("地图文件不完整或无法读取，不能校验联机版本。") : gate.message)) {
+                return message;
+            }
             return QString(u' ' + (gate.outcome == MapGate::Outcome::refused ? gate.message
                                    : gate.outcome == MapGate::Outcome::open  ? text("open")
                                                                              : text("needs a fingerprint")));
