@@ -90,11 +90,11 @@ private Q_SLOTS:
         QSignalSpy details(fixture.client(), &LobbyClient::roomDetailUpdated);
         fixture.server.holds.clear();
         fixture.server.release();
-        TRY(details.size() == 1);
+        TRY(!details.isEmpty());
         QCOMPARE(fixture.told(kWaits), 1);
         QVERIFY(fixture.button(matchEnds ? "准备" : "返回大厅") != nullptr);
         if (!matchEnds) {
-            TRY(details.size() == 2);
+            TRY(details.size() >= 2);
         }
     }
 
@@ -142,7 +142,7 @@ private Q_SLOTS:
             fixture.roomTable()->selectRow(0);
             QSignalSpy results(fixture.client(), &LobbyClient::roomActionResult);
             fixture.server.release();
-            TRY(results.size() == 1);
+            TRY(!results.isEmpty());
             QVERIFY(fixture.window->close());
             QCOMPARE(fixture.server.sent("leave").size(), 1);
         }
