@@ -44,13 +44,9 @@ Sequence sequenceAt(std::string_view bytes, std::size_t position) {
     return overlong || surrogate || point > 0x10FFFF ? Sequence{} : Sequence{point, length};
 }
 
-// A character as UTF-8; none of this code page takes more than three bytes.
-struct ShortText {
-    std::array<char, 3> bytes;
-    std::uint8_t length;
-};
+// What stands for a byte and the one behind it, at `first << 8 | second`: up to three bytes of UTF-8, and how many.
+using ShortText = std::array<char, 4>;
 
-// What stands for a byte and the one behind it, at `first << 8 | second`.
 std::vector<ShortText> makeCodePage936() {
     CodePagePairs pairs;
     pairs.fill(u'?');
@@ -64,10 +60,30 @@ std::vector<ShortText> makeCodePage936() {
                          : single == 0x80         ? u'\u20AC'
                          : single == 0xFF         ? u'\uF8F5'
                                                   : single);
-        std::copy(text.begin(), text.end(), texts[pair].bytes.begin());
-        texts[pair].length = static_cast<std::uint8_t>(text.size());
+        std::copy(text.begin(), text.end(), texts[pair].begin());
+        texts[pair][3] = static_cast<char>(text.size());
     }
     return texts;
+}
+
+// 1 for each byte that takes the one behind it with it.
+constexpr std::array<std::uint8_t, 256> makeLeads() {
+    std::array<std::uint8_t, 256> leads{};
+    for (std::size_t byte = 0; byte < leads.size(); ++byte) {
+        leads[byte] = isCodePage936Lead(static_cast<char>(byte)) ? 1 : 0;
+    }
+    return leads;
+}
+
+// Decodes one character into `out`, where four bytes must fit, and moves both behind it. Without a branch: what is no
+// text is mostly noise.
+void decodeOne(const std::vector<ShortText>& table, const char*& in, unsigned char second, char*& out) {
+    static constexpr std::array<std::uint8_t, 256> kLeads = makeLeads();
+    const auto first = static_cast<unsigned char>(*in);
+    const ShortText text = table[static_cast<std::size_t>(first) << 8 | second];
+    std::memcpy(out, text.data(), text.size());
+    out += text[3];
+    in += 1 + (kLeads[first] & static_cast<int>(second != 0));
 }
 
 }  // namespace
@@ -96,35 +112,33 @@ void appendUtf8(std::string& bytes, char32_t point) {
 std::string decodeCodePage936(std::string_view bytes) {
     static const std::vector<ShortText> table = makeCodePage936();
     constexpr std::size_t kBlock = 4096;
-    std::array<char, kBlock + 16> block;
+    constexpr std::ptrdiff_t kWord = 8;
+    constexpr int kStretch = 32;  // characters between two looks for ASCII
+    std::array<char, kBlock + kStretch * 4> block;
     std::string text;
     // Two bytes give at most three, but for the bytes 0x80 and 0xFF, which give three alone.
     const auto wide = std::count(bytes.begin(), bytes.end(), '\x80') + std::count(bytes.begin(), bytes.end(), '\xFF');
     text.reserve(bytes.size() + bytes.size() / 2 + 2 * static_cast<std::size_t>(wide) + 2);
-    for (std::size_t i = 0; i < bytes.size();) {
-        std::size_t length = 0;
-        while (i < bytes.size() && length < kBlock) {
-            constexpr std::uint64_t kHighBits = 0x8080808080808080;
-            std::uint64_t word = kHighBits;
-            if (bytes.size() - i >= sizeof word) {
-                std::memcpy(&word, bytes.data() + i, sizeof word);
+    const char* in = bytes.data();
+    const char* const end = in + bytes.size();
+    while (in < end) {
+        char* out = block.data();
+        while (in < end && out < block.data() + kBlock) {
+            std::uint64_t word = 0;
+            while (end - in >= kWord && out < block.data() + kBlock &&
+                   (std::memcpy(&word, in, kWord), (word & 0x8080808080808080U) == 0)) {
+                std::memcpy(out, in, kWord);
+                in += kWord;
+                out += kWord;
             }
-            if ((word & kHighBits) == 0) {
-                std::memcpy(block.data() + length, &word, sizeof word);
-                length += sizeof word;
-                i += sizeof word;
-                continue;
+            for (int i = 0; i < kStretch && end - in > 1; ++i) {
+                decodeOne(table, in, static_cast<unsigned char>(in[1]), out);
             }
-            // No branch depends on the byte: what is no text is mostly noise.
-            const char second = i + 1 < bytes.size() ? bytes[i + 1] : '\0';
-            const auto pair = static_cast<std::size_t>(static_cast<unsigned char>(bytes[i])) << 8 |
-                              static_cast<unsigned char>(second);
-            const ShortText& shortText = table[pair];
-            std::memcpy(block.data() + length, &shortText, sizeof shortText);
-            length += shortText.length;
-            i += 1 + static_cast<std::size_t>(isCodePage936Lead(bytes[i]) & (second != '\0'));
+            if (end - in == 1) {
+                decodeOne(table, in, 0, out);
+            }
         }
-        text.append(block.data(), length);
+        text.append(block.data(), out);
     }
     return text;
 }
