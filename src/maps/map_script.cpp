@@ -15,10 +15,28 @@ namespace NetPlay {
 
 namespace {
 
-constexpr std::string_view kDigits = "0123456789";
-
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
+}
+
+bool isBlank(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// The offset of the first byte from `offset` on that does not belong.
+std::size_t skip(std::string_view text, std::size_t offset, bool (*belongs)(char)) {
+    while (offset < text.size() && belongs(text[offset])) {
+        ++offset;
+    }
+    return offset;
+}
+
+// The offset where the digits ahead of `end` begin.
+std::size_t digitsAhead(std::string_view text, std::size_t end) {
+    while (end > 0 && isDigit(text[end - 1])) {
+        --end;
+    }
+    return end;
 }
 
 // A key's place: WORD, digits, and the underscore that all keys of the script have behind those.
@@ -33,10 +51,7 @@ KeyPlace keyAt(std::string_view text, std::size_t underscore) {
     if (underscore == 0 || !(isDigit(text[underscore - 1]) || text[underscore - 1] == 'R')) {
         return {};  // nearly always
     }
-    std::size_t digits = underscore;
-    while (digits > 0 && isDigit(text[digits - 1])) {
-        --digits;
-    }
+    const std::size_t digits = digitsAhead(text, underscore);
     const std::string_view ahead = text.substr(0, digits);
     for (const std::string_view word : {"side", "bar", "PLAYER"}) {
         if ((digits == underscore) == (word == "PLAYER") && ahead.ends_with(word)) {
@@ -58,16 +73,15 @@ public:
         if (place.begin < next_ || !text.substr(place.underscore).starts_with(key_)) {
             return std::nullopt;
         }
-        const std::size_t equals = skipBlanks(text, place.underscore + key_.size());
+        const std::size_t equals = skip(text, place.underscore + key_.size(), isBlank);
         if (!text.substr(equals).starts_with('=')) {
             return std::nullopt;
         }
-        std::size_t begin = skipBlanks(text, equals + 1);
+        std::size_t begin = skip(text, equals + 1, isBlank);
         if (isQuoted_ && !text.substr(begin++).starts_with('"')) {
             return std::nullopt;
         }
-        std::size_t end =
-            isQuoted_ ? text.find('"', begin) : std::min(text.find_first_not_of(kDigits, begin), text.size());
+        const std::size_t end = isQuoted_ ? text.find('"', begin) : skip(text, begin, isDigit);
         if (end == text.npos || (end == begin && !(isQuoted_ && mayBeEmpty_))) {
             return std::nullopt;
         }
@@ -76,10 +90,6 @@ public:
     }
 
 private:
-    static std::size_t skipBlanks(std::string_view text, std::size_t from) {
-        return std::min(text.find_first_not_of(" \t\n\v\f\r", from), text.size());
-    }
-
     std::string_view key_;
     bool isQuoted_;
     bool mayBeEmpty_;
@@ -121,7 +131,7 @@ ScriptKeys collectKeys(std::string_view text, const std::stop_token& stop) {
         const KeyPlace place = keyAt(text, at);
         if (place.word == "PLAYER" && !keys.playerNum && text.substr(at).starts_with("_NUM=")) {
             const std::size_t begin = at + 5;
-            const std::size_t end = std::min(text.find_first_not_of(kDigits, begin), text.size());
+            const std::size_t end = skip(text, begin, isDigit);
             if (end > begin) {
                 keys.playerNum = toMapNumber(text.substr(begin, end - begin));
             }
@@ -257,9 +267,9 @@ std::string_view scriptPart(std::string_view bytes) {
             take(at - 2, at);
             hasHeader = true;
         } else if (hasHeader && isDigit(bytes[at - 1])) {
-            const std::size_t mark = bytes.find_last_not_of(kDigits, at - 1);
-            if (mark != bytes.npos && bytes[mark] == '@') {
-                take(mark, at);
+            const std::size_t digits = digitsAhead(bytes, at);
+            if (digits > 0 && bytes[digits - 1] == '@') {
+                take(digits - 1, at);
             }
         }
     });

@@ -120,8 +120,14 @@ std::string decodeMapText(std::string bytes) {
 
 std::string cleanMapText(std::string_view text) {
     std::string clean;
+    clean.reserve(text.size());
     for (std::size_t offset = 0; offset < text.size();) {
-        const std::uint32_t c = nextCodePoint(text, offset);
+        const std::size_t plain = offset;
+        while (offset < text.size() && text[offset] >= 0x20 && text[offset] <= 0x7E) {
+            ++offset;
+        }
+        clean += text.substr(plain, offset - plain);
+        const std::uint32_t c = nextCodePoint(text, offset);  // 0 at the end, which is not readable
         if (isReadable(c)) {
             platform::appendUtf8(clean, c);
         }
