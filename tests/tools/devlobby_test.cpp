@@ -13,6 +13,8 @@
 
 #include <functional>
 
+using namespace devlobby;
+
 namespace {
 
 // The texts behind several paths of keys and positions such as "room/slot_meta/0/name"; an array as JSON.

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace devlobby {
+
 namespace {
 
 constexpr int kMostAccounts = 1000;
@@ -75,3 +77,5 @@ void Accounts::signOut(const QString& name, const QString& token) {
                                 account->sessions.end());
     }
 }
+
+}  // namespace devlobby

@@ -5,6 +5,8 @@
 #include <QMap>
 #include <QString>
 
+namespace devlobby {
+
 struct Session {
     QString token;
     qint64 openedAt = 0;  // ms since 1970
@@ -35,3 +37,5 @@ private:
     qint64 sessionMs_;
     QMap<QString, Account> accounts_;  // by the name without case
 };
+
+}  // namespace devlobby

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace devlobby {
+
 QString textField(const QJsonObject& object, const char* key, int limit) {
     const QString text = object.value(QLatin1String(key)).toString().trimmed();
     const bool control =
@@ -24,3 +26,5 @@ std::optional<bool> boolField(const QJsonObject& object, const char* key) {
     const QJsonValue value = object.value(QLatin1String(key));
     return value.isBool() ? std::optional(value.toBool()) : std::nullopt;
 }
+
+}  // namespace devlobby

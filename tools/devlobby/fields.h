@@ -6,6 +6,8 @@
 
 #include <optional>
 
+namespace devlobby {
+
 // The text, trimmed; empty when missing, no text, longer than `limit` UTF-16 units, or with control characters in it.
 QString textField(const QJsonObject& object, const char* key, int limit);
 
@@ -13,3 +15,5 @@ QString textField(const QJsonObject& object, const char* key, int limit);
 std::optional<qint64> numberField(const QJsonObject& object, const char* key, qint64 least, qint64 most);
 
 std::optional<bool> boolField(const QJsonObject& object, const char* key);
+
+}  // namespace devlobby

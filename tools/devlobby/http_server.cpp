@@ -6,6 +6,8 @@
 
 #include <chrono>
 
+namespace devlobby {
+
 namespace {
 
 constexpr int kLargestHead = 16 << 10;        // bytes
@@ -106,3 +108,5 @@ void HttpServer::answer(const Connection& connection, const LobbyReply& reply) {
     connection->disconnectFromHost();
     QTimer::singleShot(kPatience, connection, &QTcpSocket::abort);
 }
+
+}  // namespace devlobby

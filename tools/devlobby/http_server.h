@@ -9,6 +9,8 @@
 
 #include <functional>
 
+namespace devlobby {
+
 // Bodies come with a Content-Length and hold at most 1 MiB. What is no such request is refused here.
 class HttpServer : public QTcpServer {
 public:
@@ -27,3 +29,5 @@ protected:
 private:
     Handler handler_;
 };
+
+}  // namespace devlobby

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace devlobby {
+
 namespace {
 
 constexpr std::size_t kMostRooms = 64;
@@ -204,6 +206,12 @@ QString Lobby::act(const Player& player, Room& room, const QString& action, cons
                                  : room.setLocked(body, is("lock-slot"));
 }
 
+void Lobby::endMatch(const QString& roomId, qint64 now) {
+    if (Room* const room = findRoom(roomId)) {
+        room->endMatch(now);
+    }
+}
+
 void Lobby::endOverdueMatches(qint64 now) {
     for (const auto& room : rooms_) {
         if (options_.matchSeconds > 0 && room->isPlaying() &&
@@ -244,3 +252,5 @@ QJsonArray Lobby::roomsToJson(qint64 now) const {
     }
     return json;
 }
+
+}  // namespace devlobby

@@ -9,6 +9,8 @@
 
 #include <memory>
 
+namespace devlobby {
+
 struct LobbyOptions {
     int launchDelayMs = 0;    // from the start of a match to the start of the games
     qint64 matchSeconds = 0;  // a match ends by itself after this time; 0: only its host ends it
@@ -41,6 +43,9 @@ public:
     // Empty, or why not.
     QString addAccount(const QString& name, const QString& password) { return accounts_.add(name, password); }
 
+    // Ends the room's match, if there is one.
+    void endMatch(const QString& roomId, qint64 now);
+
     // `now` in ms since 1970; it must not go back between two calls.
     LobbyReply handle(const LobbyRequest& request, qint64 now);
 
@@ -62,3 +67,5 @@ private:
     int lastRoomNumber_ = 0;
     int lastSessionId_ = 0;
 };
+
+}  // namespace devlobby

@@ -36,8 +36,8 @@ void stopWhenStdinCloses() {
     }).detach();
 }
 
-int run(const Options& options) {
-    Service service(options.lobby, options.network);
+int run(const devlobby::Options& options) {
+    devlobby::Service service(options.lobby, options.network);
     for (const auto& [name, password] : options.accounts) {
         if (const QString refusal = service.lobby.addAccount(name, password); !refusal.isEmpty()) {
             std::fprintf(stderr, "devlobby: account %s: %s\n", qPrintable(name), qPrintable(refusal));
@@ -69,13 +69,13 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     QString error;
-    const std::optional<Options> options = readOptions(QCoreApplication::arguments(), error);
+    const std::optional<devlobby::Options> options = devlobby::readOptions(QCoreApplication::arguments(), error);
     if (!options) {
-        std::fprintf(stderr, "devlobby: %s\n%s", qPrintable(error), kUsage);
+        std::fprintf(stderr, "devlobby: %s\n%s", qPrintable(error), devlobby::kUsage);
         return kExitBadUsage;
     }
     if (options->help) {
-        std::fputs(kUsage, stdout);
+        std::fputs(devlobby::kUsage, stdout);
         return 0;
     }
     std::signal(SIGINT, requestStop);

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <limits>
 
+namespace devlobby {
+
 namespace {
 
 constexpr int kMostLatencyMs = 60000;
@@ -74,3 +76,5 @@ std::optional<Failure> NetworkConditions::takeFailure(const QString& endpoint) {
     }
     return std::nullopt;
 }
+
+}  // namespace devlobby

@@ -9,6 +9,8 @@
 #include <optional>
 #include <vector>
 
+namespace devlobby {
+
 struct Latency {
     int requestMs = 0;  // from a request's arrival until it is carried out
     int replyMs = 0;    // from there until its reply goes out
@@ -49,3 +51,5 @@ private:
     std::optional<QRandomGenerator> random_;
     std::vector<FailureRule> failures_;
 };
+
+}  // namespace devlobby

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+namespace devlobby {
+
 const char* const kUsage =
     "usage: devlobby [options]\n"
     "\n"
@@ -99,3 +101,5 @@ std::optional<Options> readOptions(const QStringList& arguments, QString& error)
     }
     return options;
 }
+
+}  // namespace devlobby

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+namespace devlobby {
+
 struct Options {
     int port = 40000;  // 0: any free one
     bool exitWithStdin = false;
@@ -24,3 +26,5 @@ extern const char* const kUsage;
 // Empty with a sentence in `error` for an unknown option or a value out of range. `arguments` begins with the
 // program's name.
 std::optional<Options> readOptions(const QStringList& arguments, QString& error);
+
+}  // namespace devlobby

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace devlobby {
+
 namespace {
 
 constexpr std::size_t kMostMessages = 200;
@@ -246,3 +248,5 @@ void Room::dropSilent(qint64 time) {
         }
     }
 }
+
+}  // namespace devlobby

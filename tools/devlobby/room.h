@@ -10,6 +10,8 @@
 #include <optional>
 #include <vector>
 
+namespace devlobby {
+
 constexpr int kMostSlots = 22;
 
 // A signed-in user, as the rules need one.
@@ -131,3 +133,5 @@ private:
     QJsonArray mapOptionIndexes_;
     std::optional<Match> match_;
 };
+
+}  // namespace devlobby

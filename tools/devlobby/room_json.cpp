@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace devlobby {
+
 namespace {
 
 constexpr int kLongestText = 256;  // UTF-16 units of a name, a label, an option or a fingerprint
@@ -226,3 +228,5 @@ QJsonObject Room::toJson(qint64 now) const {
     }
     return json;
 }
+
+}  // namespace devlobby

@@ -3,6 +3,8 @@
 #include <QDateTime>
 #include <QTimer>
 
+namespace devlobby {
+
 namespace {
 
 LobbyReply refusal(int status, const QString& error) {
@@ -54,3 +56,5 @@ void Service::finish(const Held& held, std::optional<Failure> failure) {
         held.connection->abort();
     }
 }
+
+}  // namespace devlobby

@@ -5,6 +5,8 @@
 #include "devlobby/network_conditions.h"
 #include "devlobby/trace.h"
 
+namespace devlobby {
+
 // On one thread: what is held up is a timer and keeps nothing else waiting, and all of that ends with the service.
 class Service {
 public:
@@ -33,3 +35,5 @@ private:
     HttpServer server_;
     int lastId_ = 0;
 };
+
+}  // namespace devlobby

@@ -3,6 +3,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+namespace devlobby {
+
 namespace {
 
 QJsonValue withoutSecrets(const QJsonValue& value) {
@@ -63,3 +65,5 @@ void Trace::write(QJsonObject line, const Exchange& exchange, const QString& eve
     }
     file_.write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
 }
+
+}  // namespace devlobby

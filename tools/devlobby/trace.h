@@ -5,6 +5,8 @@
 
 #include <QFile>
 
+namespace devlobby {
+
 // A request on its way through the server.
 struct Exchange {
     int id = 0;  // its number, from 1
@@ -31,3 +33,5 @@ private:
 
     QFile file_;
 };
+
+}  // namespace devlobby
