@@ -195,6 +195,27 @@ private Q_SLOTS:
         TRY(host.handout().contains(text(" 1 1 2 10001 ")));
     }
 
+    // A player at a console takes part by the same rules, and gives up when the server is gone.
+    void consolePlayer() {
+        auto lobby = std::make_unique<Lobby>();
+        Player host(kHost, lobby->url());
+        Player guest(kGuest, lobby->url());  // for its folders
+        guest.letGamesEnd(true);
+        host.signIn();
+        host.createRoom("10078");
+        QProcess console;
+        const QString words = text("play --join-first --matches 2 --give-up 3 --user %1 --password secret --lobby %2");
+        console.start(QCoreApplication::applicationDirPath() + text("/netplay-inspect"),
+                      words.arg(kGuest, lobby->url()).split(u' ') << text("--data-root") << guest.path("gametest"));
+        host.press("开始游戏");
+        TRY(host.starts() == 1 && guest.handout().startsWith(text("10078 127.0.0.1 40001 2 2 1 10002 ")));
+        lobby.reset();
+        const bool ended = console.waitForFinished(kPatienceMs);
+        QVERIFY(ended && console.exitCode() == 1);
+        const QByteArray events = console.readAll();
+        QVERIFY2(events.contains("game-ended") && events.contains("no good answer of the server for 3 s"), events);
+    }
+
     // Who is gone while the game is being started hears nothing of it; a game that starts all the same is watched, and
     // one whose window closes does not start.
     void goneDuringTheLaunch_data() {
