@@ -30,6 +30,7 @@ public:
     Player(const QString& name, const QString& lobbyUrl, const QByteArray& settings = {});
     ~Player() override;
 
+    const QString& name() const { return name_; }
     void signIn();
     // Through the dialog, on the map with this title, with the last choice of its first option where it has one.
     void createRoom(const char* mapTitle);
