@@ -13,15 +13,14 @@
 
 namespace {
 
-constexpr quint16 kLobbyPort = 40000;
 constexpr int kGamePort = 40001;
 constexpr int kOwnServerWaitMs = 350;
 constexpr int kNeighbourTimeoutMs = 1800;
 constexpr int kLobbyTimeoutMs = 8000;
 constexpr int kGameHostTimeoutMs = 5000;
 
-QString lobbyUrl(const QString& address) {
-    return QStringLiteral("http://%1:%2").arg(address, QString::number(kLobbyPort));
+QString lobbyUrl(const QString& address, quint16 port) {
+    return QStringLiteral("http://%1:%2").arg(address, QString::number(port));
 }
 
 QString lobbyTestResult(const LobbyHealth& health) {
@@ -66,12 +65,12 @@ bool MainWindow::fillFromThisMachine() {
         return false;
     }
     QTcpSocket socket;
-    socket.connectToHost(address, kLobbyPort);
+    socket.connectToHost(address, networkSources.lobbyPort);
     if (!socket.waitForConnected(kOwnServerWaitMs)) {
         return false;
     }
     socket.disconnectFromHost();
-    applyServerFields(lobbyUrl(address), address, kGamePort,
+    applyServerFields(lobbyUrl(address, networkSources.lobbyPort), address, kGamePort,
                       QStringLiteral("检测到本机服务端，已获取本机 Radmin 地址 %1，点击“保存”后生效。").arg(address));
     return true;
 }
@@ -94,7 +93,8 @@ void MainWindow::searchNeighbours(const QStringList& neighbours) {
     showStatus(settingsStatusLabel,
                QStringLiteral("正在搜索房主：测试 %1 个 Radmin 邻居的 40000 端口...").arg(neighboursPending));
     for (const QString& address : neighbours) {
-        QNetworkReply* reply = requestLobbyHealth(*hostSearch, lobbyUrl(address), kNeighbourTimeoutMs);
+        QNetworkReply* reply =
+            requestLobbyHealth(*hostSearch, lobbyUrl(address, networkSources.lobbyPort), kNeighbourTimeoutMs);
         connect(reply, &QNetworkReply::finished, this, [this, search = hostSearch, reply, address] {
             if (search == hostSearch) {
                 takeNeighbourAnswer(address, readLobbyHealth(*reply).good);
@@ -107,7 +107,7 @@ void MainWindow::takeNeighbourAnswer(const QString& address, bool isHost) {
     --neighboursPending;
     if (isHost) {
         stopHostSearch();
-        applyServerFields(lobbyUrl(address), address, kGamePort,
+        applyServerFields(lobbyUrl(address, networkSources.lobbyPort), address, kGamePort,
                           QStringLiteral("已找到房主 %1，点击“保存”后生效。").arg(address));
     } else if (neighboursPending == 0) {
         stopHostSearch();

@@ -39,8 +39,9 @@ QString findLocalRadminAddress();
 // radminAddresses of the system's neighbour table.
 QStringList radminNeighbours();
 
-// What a search for hosts asks of the machine; a test gives addresses of its own.
+// What a search for hosts asks of the machine and where it looks; a test gives addresses and a port of its own.
 struct NetworkSources {
     std::function<QString()> localRadminAddress = findLocalRadminAddress;
     std::function<QStringList()> radminNeighbours = ::radminNeighbours;
+    quint16 lobbyPort = 40000;  // of a host's server
 };
