@@ -259,7 +259,7 @@ private:
     void showServerFields(const ServerFields& fields);
     void applyServerFields(const QString& lobbyHttp, const QString& gameHost, int gamePort, const QString& statusText);
     void readSettingsPage();
-    void saveSettings();
+    bool saveSettings();
     void saveSettingsFromPage();
     QLabel* statusLabelOf(const QWidget* page) const;
 

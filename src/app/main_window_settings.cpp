@@ -212,16 +212,19 @@ void MainWindow::readSettingsPage() {
     settings.gameCompatibilityMode = compatibilityModeBox->isChecked();
 }
 
-void MainWindow::saveSettings() {
+bool MainWindow::saveSettings() {
     settings.defaultUsername = loginUserEdit->text().trimmed();
-    saveClientSettings(settings);
+    return saveClientSettings(settings);
 }
 
 void MainWindow::saveSettingsFromPage() {
     stopHostSearch();
     stopConnectionTest();
     readSettingsPage();
-    saveSettings();
+    if (!saveSettings()) {
+        showStatus(settingsStatusLabel, QStringLiteral("保存失败：") + settings.configFilePath);
+        return;
+    }
     const DisplayPreset preset = displayPresets().value(displayPresetBox->currentIndex());
     std::u16string error;
     if (!patchGameSetting(paths.dataRoot, preset.width, preset.height, kWindowed, &error)) {

@@ -3,14 +3,20 @@
 #include "platform/files.h"
 #include "settings/settings_choices.h"
 
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
 #include <QSettings>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <limits>
+#include <optional>
+#include <tuple>
 
 namespace {
 
-constexpr qint64 kLargestFile = 1 << 20;  // bytes
+constexpr std::uint64_t kLargestFile = 4 << 20;  // bytes
 constexpr int kNameUnits = 15;
 constexpr int kDefaultPort = 40001;
 constexpr int kMostReconnects = 10;
@@ -29,53 +35,77 @@ QString clientKey(const char* name) {
     return QLatin1String("Client/") + QLatin1String(name);
 }
 
-unsigned digitValue(char character) {
-    const auto place = std::string_view("0123456789abcdef0123456789ABCDEF").find(character);
-    return place == std::string_view::npos ? 16 : static_cast<unsigned>(place % 16);
+std::filesystem::path toPath(const QString& path) {
+    return platform::toPath(path.toStdU16String());
 }
 
-// Whether the text holds a NUL character, plain or as an escape of the INI format.
-bool holdsNul(std::string_view ini) {
-    for (std::size_t i = 0; i < ini.size(); ++i) {
-        if (ini[i] == '\0') {
-            return true;
+// A path may end in a backslash, and QSettings takes the next line for a part of it: that one is empty then.
+QByteArray withoutContinuations(QByteArray ini) {
+    return ini.replace("\\\r\n", "\\\r\n\n").replace("\\\n", "\\\n\n");
+}
+
+// The file's bytes; none of one that is missing. Nothing when it cannot be read, is too large, or is no text.
+std::optional<QByteArray> readIni(const QString& filePath) {
+    std::string bytes;
+    if (platform::fileStatus(toPath(filePath)) && !platform::readWholeFile(toPath(filePath), bytes, kLargestFile)) {
+        return std::nullopt;
+    }
+    const bool isText = bytes.find('\0') == std::string::npos;
+    return isText ? std::optional(withoutContinuations(QByteArray::fromStdString(bytes))) : std::nullopt;
+}
+
+bool writeCopy(const QByteArray& ini, const QString& path) {
+    return platform::writeWholeFile(toPath(path), ini.toStdString());
+}
+
+// QSettings brings serialised values back to life ("@Variant(...)"), and a made-up one can ask for any amount of memory
+// or stack. So it reads a copy in which this mark, a character of nobody's, stands ahead of each value and of each part
+// of a list: then none begins with an "@", in whatever spelling.
+constexpr QChar kMark(0xE100);
+
+QByteArray withMarks(const QByteArray& ini) {
+    static const QRegularExpression beginnings(QStringLiteral("([=,][ \\t]*)"));
+    const QString mark = QString::fromLatin1(QString(kMark).toUtf8());
+    return QString::fromLatin1(ini).replace(beginnings, QStringLiteral("\\1") + mark).toLatin1();
+}
+
+// For the same reason, and as it would write a foreign value in spellings of its own, it saves into a copy in which
+// every byte of a value is a character of nobody's.
+constexpr ushort kDisguise = 0xE000;
+
+QByteArray disguised(const QByteArray& ini) {
+    QByteArray copy;
+    for (const QByteArray& line : ini.split('\n')) {
+        const int end = line.endsWith('\r') ? line.size() - 1 : line.size();
+        const int equals = line.startsWith('[') ? -1 : line.indexOf('=');
+        const int value = equals < 0 ? end : equals + 1;
+        QString hidden = QString::fromLatin1(line.mid(value, end - value));
+        for (QChar& character : hidden) {
+            character = QChar(kDisguise + character.unicode());
         }
-        if (ini[i] != '\\' || ++i == ini.size()) {
-            continue;
-        }
-        const unsigned base = ini[i] == 'x' ? 16 : 8;
-        const std::size_t begin = base == 16 ? i + 1 : i;
-        std::size_t end = begin;
-        unsigned code = 0;
-        for (; end < ini.size() && digitValue(ini[end]) < base; ++end) {
-            code = code * base + digitValue(ini[end]);
-        }
-        if (end > begin) {
-            if ((code & 0xFFFF) == 0) {
-                return true;
-            }
-            i = end - 1;
+        copy += line.left(value) + hidden.toUtf8() + '\n';
+    }
+    return copy;
+}
+
+QByteArray revealed(const QByteArray& copy) {
+    QByteArray ini;
+    QString plain;
+    for (const QChar character : QString::fromUtf8(copy)) {
+        if ((character.unicode() & 0xFF00) == kDisguise) {
+            ini += plain.toUtf8();
+            plain.clear();
+            ini += static_cast<char>(character.unicode() & 0xFF);
+        } else {
+            plain += character;
         }
     }
-    return false;
-}
-
-// Whether QSettings may be let loose on the file. It brings serialised values back to life ("@Variant(...)", which
-// begins with NUL characters), and a made-up one can ask for any amount of memory or stack.
-bool isFitForReading(const QString& filePath) {
-    const std::filesystem::path path = platform::toPath(filePath.toStdU16String());
-    const auto status = platform::fileStatus(path);
-    std::string bytes;
-    return !status || (status->isRegularFile && platform::readWholeFile(path, bytes, kLargestFile) && !holdsNul(bytes));
+    return ini + plain.toUtf8();
 }
 
 // A hand-written comma makes QSettings see a list.
 QString readText(const QSettings& file, const QString& key, const QString& fallback) {
-    const QVariant value = file.value(key);
-    if (value.type() == QVariant::StringList) {
-        return value.toStringList().join(QStringLiteral(", "));
-    }
-    return value.canConvert<QString>() ? value.toString() : fallback;
+    return file.contains(key) ? file.value(key).toStringList().join(QStringLiteral(", ")).remove(kMark) : fallback;
 }
 
 // By its text: QVariant would take a number beyond 32 bits modulo 2^32.
@@ -115,8 +145,8 @@ unsigned readDisplayPreset(const QSettings& file) {
                                    readText(file, clientKey("GameDisplayMode"), QString()));
 }
 
-void readFile(ClientSettings& settings) {
-    QSettings file(settings.configFilePath, QSettings::IniFormat);
+void readFile(const QString& filePath, ClientSettings& settings) {
+    QSettings file(filePath, QSettings::IniFormat);
     file.setIniCodec("UTF-8");
     settings.lobbyHttp = normalizeBaseUrl(readText(file, serverKey("LobbyHttp"), settings.lobbyHttp));
     settings.gameHost = readText(file, serverKey("GameHost"), settings.gameHost);
@@ -133,27 +163,51 @@ void readFile(ClientSettings& settings) {
     settings.defaultPassword = readText(file, clientKey("DefaultPassword"), QString());
 }
 
+// Whether a file tells what was to be saved. Unbalanced quotes of a foreign value can swallow the rest.
+bool holds(const QByteArray& ini, const QString& copy, const ClientSettings& settings) {
+    const auto saved = [](const ClientSettings& s) {
+        return std::tuple(normalizeBaseUrl(s.lobbyHttp), s.gameHost, s.gamePort, s.serverProfile, s.gameDisplayPreset,
+                          s.gameCompatibilityMode, s.gameDpiAware, s.reconnectOnCrash, s.reconnectMaxAttempts,
+                          s.defaultUsername.left(kNameUnits));
+    };
+    ClientSettings back;
+    if (writeCopy(withMarks(ini), copy)) {
+        readFile(copy, back);
+    }
+    return saved(back) == saved(settings);
+}
+
 }  // namespace
 
 ClientSettings loadClientSettings(const QString& filePath, const QStringList& arguments) {
     ClientSettings settings;
     settings.configFilePath = filePath;
-    if (!filePath.isEmpty() && isFitForReading(filePath)) {
-        readFile(settings);
-    } else {
-        // What an empty file gives.
-        settings.gameDisplayPreset = displayPresetFromLegacy(kLegacyWidth, kLegacyHeight, QString());
+    const std::optional<QByteArray> ini = filePath.isEmpty() ? std::nullopt : readIni(filePath);
+    const QTemporaryDir folder;
+    QString readable = folder.filePath(QStringLiteral("Server.ini"));
+    // Without these two no value begins with an "@". Few files have them, and the file may hold a password.
+    if (ini && !ini->contains('@') && !ini->contains('\\')) {
+        readable = filePath;
+    } else if (ini) {
+        writeCopy(withMarks(*ini), readable);
     }
+    readFile(readable, settings);
     applyCommandLine(arguments, settings);
     settings.defaultUsername = settings.defaultUsername.left(kNameUnits);
     return settings;
 }
 
-void saveClientSettings(const ClientSettings& settings) {
-    if (settings.configFilePath.isEmpty() || !isFitForReading(settings.configFilePath)) {
-        return;
+bool saveClientSettings(const ClientSettings& settings) {
+    if (settings.configFilePath.isEmpty()) {
+        return true;
     }
-    QSettings file(settings.configFilePath, QSettings::IniFormat);
+    const std::optional<QByteArray> ini = readIni(settings.configFilePath);
+    const QTemporaryDir folder;
+    const QString copy = folder.filePath(QStringLiteral("Server.ini"));
+    if (!ini || !writeCopy(disguised(*ini), copy)) {
+        return false;
+    }
+    QSettings file(copy, QSettings::IniFormat);
     file.setIniCodec("UTF-8");
     file.setValue(serverKey("LobbyHttp"), normalizeBaseUrl(settings.lobbyHttp));
     file.setValue(serverKey("GameHost"), settings.gameHost);
@@ -169,6 +223,10 @@ void saveClientSettings(const ClientSettings& settings) {
     file.setValue(clientKey("ReconnectMaxAttempts"), settings.reconnectMaxAttempts);
     file.setValue(clientKey("DefaultUsername"), settings.defaultUsername);
     file.sync();
+    const QByteArray saved = withoutContinuations(revealed(readIni(copy).value_or(QByteArray())));
+    return holds(saved, folder.filePath(QStringLiteral("Saved.ini")), settings) &&
+           QDir().mkpath(QFileInfo(settings.configFilePath).path()) &&
+           platform::replaceContent(toPath(settings.configFilePath), saved.toStdString());
 }
 
 void applyCommandLine(const QStringList& arguments, ClientSettings& settings) {

@@ -105,6 +105,10 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(setting) && QDir().mkdir(setting));
         QCOMPARE(pressed("保存", root, 8), text("保存失败：failed to write GameSetting.inf: ") + setting);
         QVERIFY(QDir().rmdir(setting) && loadClientSettings(root + text("/Server.ini"), {}).gamePort == 8);
+        const QString file = root + QDir::separator() + text("Server.ini");
+        QVERIFY(QFile::remove(file) && QDir().mkdir(file));
+        QCOMPARE(pressed("保存", root, 9), text("保存失败：") + file);
+        QVERIFY(QDir().rmdir(file));
         QCOMPARE(pressed("保存"), text("服务器已切换，请重新登录。"));
         TRY(server.requests.last().target.endsWith("logout"));
     }

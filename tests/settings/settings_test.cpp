@@ -54,11 +54,21 @@ const std::pair<QByteArray, const char*> kFiles[] = {
      "http://127.0.0.1:40000 中文:40001 custom 0 000 3 玩家, 一/a, , b"},
     {"[Client]\nGameDisplayPreset=x\n" + QByteArray("\xff\xfe[[[=;\\\n=@Variant(\n]").repeated(99), kFresh}};
 
-// Files that ask for more memory or stack than there is.
+// Lines that QSettings takes for more memory or stack than there is, in several spellings; a NUL that is none; much
+// text.
 const QByteArray kDeep("\\x10000\\x20000\\x10000\\x9\\x10000\\x10000\\x10000\\x1");
-const QByteArray kHostileFiles[] = {QByteArray(1 << 20, ';'), "x=@Variant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)\n",
-                                    "x=@Variant(" + kDeep.repeated(20000) + ")\n",
-                                    "x=@Variant(" + QByteArray("\0\0\0\x9\0\0\0\x1", 8).repeated(99999)};
+const QByteArray kForeignLines[] = {"x=@Variant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)",
+                                    "x=a, \t\"\\x10040Variant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)\"",
+                                    "x=\"@Variant(" + kDeep.repeated(20000) + ")\"",
+                                    "LogDir=D:\\games\\0.9",
+                                    "A=D:\\games\\",
+                                    "x= \xB5\xD8 = \xFF;b",
+                                    ";" + QByteArray(1 << 20, ';'),
+                                    "a=%,@1"};
+// A quote without an end, no text, and too much of it.
+const QByteArray kUnreadable[] = {"A=\"open\nDefaultUsername=eve\n",
+                                  "x=@Variant(" + QByteArray("\0\0\0\x9\0\0\0\x1", 8).repeated(99999),
+                                  QByteArray(4 << 20, ';')};
 
 // A folder with `entries`: names split by blanks, a slash at the end makes a folder.
 class Tree : public QTemporaryDir {
@@ -89,19 +99,37 @@ private Q_SLOTS:
         }
     }
 
-    void hostileFileIsLeftAlone() {
-        for (const QByteArray& lines : kHostileFiles) {
+    // The rest of such a file is read and saved, and what is foreign stays.
+    void foreignLines() {
+        for (const QByteArray& line : kForeignLines) {
             const QTemporaryDir folder;
-            const QByteArray ini = "[Client]\nDefaultUsername=bob\n" + lines;
-            const ClientSettings settings = loadClientSettings(writeIni(folder, ini), {});
-            QCOMPARE(describe(settings), QString::fromLatin1(kFresh));
-            saveClientSettings(settings);
-            QVERIFY(readBack(settings.configFilePath) == ini);
+            const QString path = writeIni(folder, "[Client]\n" + line + "\nDefaultUsername=bob\n");
+            ClientSettings settings = loadClientSettings(path, {});
+            QCOMPARE(settings.defaultUsername, QStringLiteral("bob"));
+            settings.gamePort = 7;
+            QVERIFY(saveClientSettings(settings));
+            QCOMPARE(describe(loadClientSettings(path, {})), describe(settings));
+            QVERIFY(line.startsWith(';') || readBack(path).contains('\n' + line + '\n'));
         }
     }
 
+    void unreadableFileIsLeftAlone() {
+        const QTemporaryDir folder;
+        for (const QByteArray& lines : kUnreadable) {
+            const QByteArray ini = "[Client]\n" + lines + "\nDefaultUsername=bob\n";
+            ClientSettings settings = loadClientSettings(writeIni(folder, ini), {});
+            QCOMPARE(describe(settings), QString::fromLatin1(kFresh));
+            settings.gamePort = 7;
+            QVERIFY(!saveClientSettings(settings) && readBack(settings.configFilePath) == ini);
+        }
+        ClientSettings settings = loadClientSettings(folder.path(), {});
+        QVERIFY(describe(settings) == QString::fromLatin1(kFresh) && !saveClientSettings(settings));
+        settings.configFilePath = folder.filePath(QStringLiteral("Server.ini/config/Server.ini"));
+        QVERIFY(!saveClientSettings(settings));
+    }
+
     void save() {
-        saveClientSettings(ClientSettings());  // no path: nothing happens
+        QVERIFY(saveClientSettings(ClientSettings()));  // no path: nothing happens
         // An older version's file: its keys go; the user's password, which only hands write, and unknown keys stay.
         const QByteArray old = "[Client]\nGameResolutionWidth=1600\nGameResolutionHeight=1200\nGameDisplayMode=x\n"
                                "GameMonitorIndex=1\nRememberGameWindow=1\nGameWindowX=1\nGameWindowY=1\n"
@@ -111,7 +139,7 @@ private Q_SLOTS:
         ClientSettings settings = loadClientSettings(writeIni(folder, old), arguments);
         settings.lobbyHttp = QStringLiteral("http://a/");
         settings.defaultPassword = QStringLiteral("s3cret");
-        saveClientSettings(settings);
+        QVERIFY(saveClientSettings(settings));
         QStringList lines = QString::fromUtf8(readBack(settings.configFilePath)).split(QLatin1Char('\n'));
         lines.sort();  // Qt orders them differently from one system to the next
         QCOMPARE(lines.join(QLatin1Char(' ')).trimmed(),
@@ -120,7 +148,7 @@ private Q_SLOTS:
                                 "LobbyHttp=http://a Mine=C:\\\\0 ReconnectMaxAttempts=3 ReconnectOnCrash=false "
                                 "ServerProfile=local [Client] [Server]"));
         settings.configFilePath = folder.filePath(QStringLiteral("new/config/Server.ini"));
-        saveClientSettings(settings);
+        QVERIFY(saveClientSettings(settings));
         QCOMPARE(describe(loadClientSettings(settings.configFilePath, {})),
                  QStringLiteral("http://a 127.0.0.1:40001 local 1 000 3 玩家, 一/"));
     }
