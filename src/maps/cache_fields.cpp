@@ -2,7 +2,6 @@
 
 #include "maps/map_script.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
@@ -13,20 +12,13 @@ namespace {
 
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
-constexpr std::uint8_t kNoHexDigit = 255;
-
-// The value of a hexadecimal digit; kNoHexDigit for any other byte.
-constexpr std::array<std::uint8_t, 256> makeHexValues() {
-    std::array<std::uint8_t, 256> values{};
-    values.fill(kNoHexDigit);
-    for (std::uint8_t value = 0; value < 16; ++value) {
-        const char digit = kHexDigits[value];
-        values[static_cast<unsigned char>(digit)] = value;
-        values[static_cast<unsigned char>(digit >= 'a' ? digit - 'a' + 'A' : digit)] = value;
-    }
-    return values;
+// The value of a hexadecimal digit; -1 for any other byte.
+int hexValue(char c) {
+    return c >= '0' && c <= '9'   ? c - '0'
+           : c >= 'a' && c <= 'f' ? c - 'a' + 10
+           : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                  : -1;
 }
-constexpr std::array<std::uint8_t, 256> kHexValues = makeHexValues();
 
 template<typename Items, typename Encode>
 std::string joined(const Items& items, char separator, Encode encode) {
@@ -79,22 +71,11 @@ std::string escapeCacheField(std::string_view text) {
     std::string field;
     field.reserve(text.size());
     for (const char c : text) {
-        switch (c) {
-        case '\\':
-            field += "\\\\";
-            break;
-        case '\t':
-            field += "\\t";
-            break;
-        case '\n':
-            field += "\\n";
-            break;
-        case '\r':
-            field += "\\r";
-            break;
-        default:
-            field += c;
+        const char letter = c == '\\' ? '\\' : c == '\t' ? 't' : c == '\n' ? 'n' : c == '\r' ? 'r' : '\0';
+        if (letter != '\0') {
+            field += '\\';
         }
+        field += letter != '\0' ? letter : c;
     }
     return field;
 }
@@ -131,9 +112,9 @@ std::string hexDecode(std::string_view field) {
     }
     text.reserve(field.size() / 2);
     for (std::size_t i = 0; i < field.size(); i += 2) {
-        const unsigned high = kHexValues[static_cast<unsigned char>(field[i])];
-        const unsigned low = kHexValues[static_cast<unsigned char>(field[i + 1])];
-        if (high == kNoHexDigit || low == kNoHexDigit) {
+        const int high = hexValue(field[i]);
+        const int low = hexValue(field[i + 1]);
+        if (high < 0 || low < 0) {
             return {};
         }
         text += static_cast<char>(high * 16 + low);
