@@ -124,7 +124,8 @@ bool loadRecord(const std::filesystem::path& folder, const std::string& name, Ca
     if (map.displayName.empty()) {
         map.displayName = deriveDisplayName(name, folder);
     }
-    line = reused ? Line::reused : complete && parsed && fitsCache(map, stamps) ? Line::fresh : Line::none;
+    const bool fits = reused || fitsCache(map, stamps);
+    line = reused ? Line::reused : complete && parsed && fits ? Line::fresh : Line::none;
     return true;
 }
 
@@ -255,7 +256,7 @@ std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const 
     if (stop.stop_requested()) {
         return {};
     }
-    std::set<std::string> unknown;
+    std::set<std::string> unknown;  // of these, the lines stay
     std::size_t reused = 0;
     for (std::size_t i = 0; i < folders.size(); ++i) {
         if (folders[i].error && settleError(folders[i], pathOf(i), (*names)[i])) {
@@ -303,11 +304,8 @@ std::vector<MapInfo> loadCachedCatalog(const std::filesystem::path& mapRoot, con
         return catalogOrder(left->name, right->name);
     });
     std::vector<MapInfo> maps(entries.size());
-    forEachOnAllCores(entries.size(), {}, [&](std::size_t i) {
-        if (!mapInfoFromCacheEntry(mapRoot, std::move(*entries[i]), maps[i])) {
-            maps[i].name.clear();
-        }
-    });
+    forEachOnAllCores(entries.size(), {},
+                      [&](std::size_t i) { mapInfoFromCacheEntry(mapRoot, std::move(*entries[i]), maps[i]); });
     std::erase_if(maps, [](const MapInfo& map) { return map.name.empty(); });
     return maps;
 }

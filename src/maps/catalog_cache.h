@@ -88,8 +88,8 @@ bool isUsable(const MapCacheEntry& entry);
 // Sets the record's digests and fingerprint from a line that has all of them; from any other line, none.
 void takeFingerprint(const MapCacheEntry& entry, MapInfo& map);
 
-// A record from a line alone, if both files are still as the line says and lie in a folder directly below `mapRoot`.
-// Asks the file system three times.
+// A record from a line alone, if both files are still as the line says and lie in a folder directly below `mapRoot`;
+// otherwise false, and the record gets no name. Asks the file system three times.
 bool mapInfoFromCacheEntry(const std::filesystem::path& mapRoot, MapCacheEntry entry, MapInfo& map);
 
 }  // namespace NetPlay

@@ -239,10 +239,11 @@ private Q_SLOTS:
         const MapRoot maps;
         maps.addMap("one");
         maps.addMap("many", "PLAYER_NUM=65536");
+        maps.write("half/half.map", "PLAYER_NUM=65536");
         maps.addMap("copies", "PLAYER_NUM=65536 side1_num=65536 side1_name=\"" + std::string(900, 'x') + "\"");
         const std::vector<MapInfo> scan = scanMapCatalog(maps.root, maps.cache);
-        QCOMPARE(maps.names(scan), std::string("copies many one "));
-        QVERIFY(scan[1].slotCount == 65'536 && scan[1].slots.empty() && scan[0].slots.empty());
+        QCOMPARE(maps.names(scan), std::string("copies half many one "));
+        QVERIFY(scan[2].slotCount == 65'536 && scan[2].slots.empty() && scan[1].slots.empty() && scan[0].slots.empty());
         QCOMPARE(maps.cached(), std::string("one "));
         CatalogCacheText text;
         MapCacheEntry entry;
