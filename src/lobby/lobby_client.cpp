@@ -1,8 +1,10 @@
 #include "lobby/lobby_client.h"
 
+#include "lobby/access_manager.h"
 #include "lobby/bounds.h"
 #include "lobby/json_readers.h"
 
+#include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QScopedValueRollback>
@@ -84,17 +86,19 @@ struct LobbyClient::Answer {
 };
 
 LobbyClient::LobbyClient(const QString& baseUrl, QObject* parent)
-    : QObject(parent), baseUrl_(withoutTrailingSlashes(baseUrl)) {
+    : QObject(parent), network_(new QNetworkAccessManager(this)), baseUrl_(withoutTrailingSlashes(baseUrl)) {
     reader_.setMaxThreadCount(1);
 }
 
-// The replies die with network_, while this object can still be called: none of them may do so.
+// The replies die with their managers, while this object can still be called: none of them may do so.
 LobbyClient::~LobbyClient() {
     reader_.clear();
     reader_.waitForDone();
-    const QList<QNetworkReply*> replies = network_.findChildren<QNetworkReply*>();
-    for (QNetworkReply* reply : replies) {
+    for (QNetworkReply* reply : findChildren<QNetworkReply*>()) {
         reply->disconnect(this);
+    }
+    for (QNetworkAccessManager* manager : findChildren<QNetworkAccessManager*>()) {
+        releaseAccessManager(manager);
     }
 }
 
@@ -124,7 +128,7 @@ QNetworkRequest LobbyClient::request(const QString& path) const {
 QNetworkReply* LobbyClient::sendJson(const QString& path, const QJsonObject& body) {
     QNetworkRequest post = request(path);
     post.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    return network_.post(post, QJsonDocument(body).toJson(QJsonDocument::Compact));
+    return network_->post(post, QJsonDocument(body).toJson(QJsonDocument::Compact));
 }
 
 quint64 LobbyClient::postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs) {
@@ -132,7 +136,7 @@ quint64 LobbyClient::postJson(const QString& path, const QJsonObject& body, Repl
 }
 
 quint64 LobbyClient::getJson(const QString& path, ReplyCallback callback, int timeoutMs) {
-    return awaitReply(network_.get(request(path)), QString(), std::move(callback), timeoutMs);
+    return awaitReply(network_->get(request(path)), QString(), std::move(callback), timeoutMs);
 }
 
 quint64 LobbyClient::awaitReply(QNetworkReply* reply, const QString& roomId, ReplyCallback callback, int timeoutMs) {
@@ -147,18 +151,35 @@ void LobbyClient::armReplyTimeout(QNetworkReply* reply, int timeoutMs) {
     auto* timer = new QTimer(reply);
     timer->setSingleShot(true);
     timer->setInterval(timeoutMs >= 1 ? timeoutMs : defaultTimeoutMs_);
-    connect(timer, &QTimer::timeout, reply, [reply] {
-        if (reply->isRunning()) {
-            reply->abort();
-        }
-    });
+    connect(timer, &QTimer::timeout, reply, [this, reply] { endLateReply(reply); });
     timer->start();
+    connect(reply, &QObject::destroyed, this, &LobbyClient::releaseIdleManagers, Qt::QueuedConnection);
     connect(reply, &QNetworkReply::sslErrors, reply, [reply](const QList<QSslError>& errors) {
         if (isLoopbackHost(reply->url())) {
             reply->ignoreSslErrors(errors);
         }
     });
     boundReplySize(reply);
+}
+
+void LobbyClient::endLateReply(QNetworkReply* reply) {
+    if (!reply->isRunning()) {
+        return;
+    }
+    const bool headEnded = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
+    if (!headEnded && reply->manager() == network_) {
+        network_ = new QNetworkAccessManager(this);
+    }
+    reply->abort();
+}
+
+// The others still have replies, each of which ends by its own timeout.
+void LobbyClient::releaseIdleManagers() {
+    for (QNetworkAccessManager* manager : findChildren<QNetworkAccessManager*>()) {
+        if (manager != network_ && manager->findChild<QNetworkReply*>() == nullptr) {
+            releaseAccessManager(manager);
+        }
+    }
 }
 
 void LobbyClient::handleReply(QNetworkReply* reply, const LobbyRequest& asked, const ReplyCallback& callback) {

@@ -6,21 +6,21 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
 #include <QObject>
 #include <QThreadPool>
 
 #include <functional>
 #include <memory>
 
+class QNetworkAccessManager;
 class QNetworkReply;
 class QNetworkRequest;
 
 // One lobby server and one session. Everything runs on the thread that made the object, and every result comes by
 // signal, for local refusals already inside the call; only a large reply is read on another thread.
 // Replies come in whatever order the server gives them; none is repeated, and none outlives the object. A reply above
-// kMaxReplyBytes (lobby/bounds.h) is aborted. A reply that says that the login is gone ends the session that asked; that
-// shows in authToken() alone. Requests are numbered, so that a slot can tell what its answer is older than.
+// kMaxReplyBytes (lobby/bounds.h) is aborted. A reply that says that the login is gone ends the session that asked;
+// that shows in authToken() alone. Requests are numbered, so that a slot can tell what its answer is older than.
 class LobbyClient : public QObject {
     Q_OBJECT
 
@@ -79,6 +79,9 @@ private:
                        int timeoutMs);
     quint64 awaitReply(QNetworkReply* reply, const QString& roomId, ReplyCallback callback, int timeoutMs);
     void armReplyTimeout(QNetworkReply* reply, int timeoutMs);
+    // Aborts, and sends what follows by another manager where the head of the reply has not come to its end.
+    void endLateReply(QNetworkReply* reply);
+    void releaseIdleManagers();
     struct Answer;  // what a finished reply brought
     void handleReply(QNetworkReply* reply, const LobbyRequest& asked, const ReplyCallback& callback);
     void readLarge(const std::shared_ptr<Answer>& answer, const ReplyCallback& callback);
@@ -93,7 +96,7 @@ private:
     void reportCreate(bool ok, const QString& message, const RoomInfo& room, const QVector<RoomInfo>& rooms);
     void reportFailedAction(const QString& action, const QString& error);
 
-    QNetworkAccessManager network_;
+    QNetworkAccessManager* network_;  // a child, as are those before it whose replies have not all ended
     QThreadPool reader_;
     QString baseUrl_;
     QString userName_;

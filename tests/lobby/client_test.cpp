@@ -297,6 +297,28 @@ private Q_SLOTS:
         }
     }
 
+    // What was sent before the head of a reply came to an end is lost; what is sent after its timeout is not.
+    void endlessHeads() {
+        const std::pair<const char*, const char*> heads[] = {
+            {"HTTP/1.1 200 OK\r\nA: b\r\n", "A: b\r\n"},
+            {"HTTP/1.1 200 OK\r\nA: b", "bbbbbbbb"},
+            {"HTTP/1.1 100 Continue\r\n\r\n", "HTTP/1.1 100 Continue\r\n\r\n"}};
+        for (const auto& [begin, endless] : heads) {
+            Player player(Script{begin, false, false, false, endless});
+            qApp->installEventFilter(this);
+            player.call("rooms");
+            qApp->removeEventFilter(this);
+            auto* timer = qobject_cast<QTimer*>(lastOfReply_);
+            QTRY_COMPARE(player.server.requests.size(), 1);
+            timer->start(1);
+            QVERIFY(player.await(1));
+            player.answer = reply("{}");
+            player.call("rooms");
+            QVERIFY(player.await(2));
+            QCOMPARE(player.lines.join(QLatin1Char(' ')), QStringLiteral("rooms||Operation canceled rooms||"));
+        }
+    }
+
     void aSessionBelongsToOneServer() {
         Player player(reply(R"({"room":{"id":"7"}})"));
         player.client->setBaseUrl(player.server.url() + QStringLiteral("//"));

@@ -94,6 +94,14 @@ void ScriptedServer::readRequests(QTcpSocket* socket, QByteArray& buffer) {
             continue;
         }
         socket->write(script.bytes);
+        if (!script.endless.isEmpty()) {
+            connect(socket, &QTcpSocket::bytesWritten, socket,
+                    [socket, more = script.endless.repeated(64 * 1024 / script.endless.size())] {
+                        if (socket->bytesToWrite() < more.size()) {
+                            socket->write(more);
+                        }
+                    });
+        }
         if (script.resets) {
             socket->flush();
             armReset(*socket);

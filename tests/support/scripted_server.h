@@ -23,8 +23,9 @@ struct ScriptedRequest {
 struct Script {
     QByteArray bytes = {};
     bool closes = false;
-    bool resets = false;  // closes without an orderly end
-    bool held = false;    // goes out only when release() says so
+    bool resets = false;      // closes without an orderly end
+    bool held = false;        // goes out only when release() says so
+    QByteArray endless = {};  // goes out behind the bytes again and again
 };
 
 class ScriptedServer : public QTcpServer {
