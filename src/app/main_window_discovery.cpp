@@ -1,5 +1,6 @@
 // The settings page's search for a room host on the VPN network, and its connection test.
 #include "app/main_window.h"
+#include "lobby/access_manager.h"
 #include "settings/lobby_health.h"
 
 #include <QLabel>
@@ -171,10 +172,10 @@ void MainWindow::finishConnectionTest(QString& place, const QString& text) {
     }
 }
 
-// Deleted later, as it may be one of its replies that calls.
+// Released later, as it may be one of its replies that calls; a neighbour may be any server.
 void MainWindow::stopHostSearch() {
     if (hostSearch != nullptr) {
-        hostSearch->deleteLater();
+        QTimer::singleShot(0, settingsPage, [search = hostSearch] { releaseAccessManager(search); });
         hostSearch = nullptr;
     }
     radminButton->setEnabled(true);
@@ -182,7 +183,10 @@ void MainWindow::stopHostSearch() {
 
 void MainWindow::stopConnectionTest() {
     if (connectionTest != nullptr) {
-        connectionTest->deleteLater();
+        QTimer::singleShot(0, settingsPage, [test = connectionTest] {
+            qDeleteAll(test->findChildren<QTcpSocket*>());
+            releaseAccessManager(test);
+        });
         connectionTest = nullptr;
     }
     testConnectionButton->setEnabled(true);
