@@ -23,7 +23,7 @@ NETWORK_CLASSES = re.compile(r"Q(Network\w*|Tcp\w*|Udp\w*|Host\w*|Ssl\w*|Abstrac
 CORE_CLASSES = re.compile(
     r"Q(t\w*|Object|String\w*|Latin1\w*|Char|Byte\w*|Vector|Map|Hash|Set|List|Json\w*|Timer|Url|File\w*|Dir|Settings|"
     r"Debug|EventLoop|Variant|ElapsedTimer|CoreApplication|Pointer|Text(Stream|Codec)|Process|SaveFile|Cryptographic\w*|"
-    r"ScopedValueRollback|ThreadPool)$")
+    r"ScopedValueRollback|ThreadPool|RegularExpression|TemporaryDir)$")
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)')
 
 
