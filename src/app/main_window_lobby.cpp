@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QStackedWidget>
 #include <QTableWidget>
 #include <QTimer>
@@ -22,8 +23,8 @@
 
 namespace {
 
-// A status or map name of any length leaves the other columns their place.
-constexpr int kWidestTextColumn = 320;
+// A status, occupancy or map name of any length leaves the others in view; the room's own column gives way.
+constexpr int kWidestTextColumn = 170;
 constexpr int kWidestUserName = 260;
 constexpr int kHighestStatus = 60;
 
@@ -169,21 +170,28 @@ void MainWindow::fillRoomTable(const QString& filter, const QString& preferredId
     }
     roomTable->setUpdatesEnabled(false);
     const QSignalBlocker blocker(roomTable);
-    roomTable->setRowCount(0);
+    const int scrolled = roomTable->verticalScrollBar()->value();
+    roomTable->setCurrentItem(nullptr);
+    // The rows stay, and with them the view's place, what the pointer is over and a search by keys that goes on.
     roomTable->setRowCount(shown.size());
     for (int row = 0; row < shown.size(); ++row) {
         const QStringList texts = roomRowTexts(*shown[row]);
         for (int column = 0; column < texts.size(); ++column) {
-            auto* item = new QTableWidgetItem(texts[column]);
-            if (column == 0) {
-                item->setData(Qt::UserRole, shown[row]->id);
+            QTableWidgetItem* item = roomTable->item(row, column);
+            if (item == nullptr) {
+                item = new QTableWidgetItem;
+                roomTable->setItem(row, column, item);
             }
-            roomTable->setItem(row, column, item);
+            if (item->text() != texts[column]) {
+                item->setText(texts[column]);
+            }
         }
+        roomTable->item(row, 0)->setData(Qt::UserRole, shown[row]->id);
         if (!preferredId.isEmpty() && shown[row]->id == preferredId) {
             roomTable->selectRow(row);
         }
     }
+    roomTable->verticalScrollBar()->setValue(scrolled);
     roomTable->setUpdatesEnabled(true);
 }
 

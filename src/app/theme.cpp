@@ -148,5 +148,10 @@ QScrollBar::handle:vertical { background: #3A434F; border-radius: 5px; min-heigh
 QScrollBar::handle:vertical:hover { background: #4A576A; }
 QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }
 QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: transparent; }
+QScrollBar:horizontal { background: transparent; height: 10px; margin: 2px; }
+QScrollBar::handle:horizontal { background: #3A434F; border-radius: 3px; min-width: 28px; }
+QScrollBar::handle:horizontal:hover { background: #4A576A; }
+QScrollBar::add-line:horizontal, QScrollBar::sub-line:horizontal { width: 0; }
+QScrollBar::add-page:horizontal, QScrollBar::sub-page:horizontal { background: transparent; }
 )");
 }

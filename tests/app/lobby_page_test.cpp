@@ -30,6 +30,7 @@ private Q_SLOTS:
         QVERIFY(table->currentRow() == 40 && fixture.enabled("进入房间"));
         fixture.poll(manyRooms(fixture, 59));
         QVERIFY(table->rowCount() == 59 && !fixture.enabled("进入房间"));
+        QCOMPARE(table->verticalScrollBar()->value(), 17);
         // The keyboard may be at a row that is not selected.
         table->setCurrentCell(3, 0, QItemSelectionModel::NoUpdate);
         fixture.poll(manyRooms(fixture, 59));

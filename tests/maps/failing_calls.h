@@ -6,8 +6,8 @@
 // False where calls cannot be made to fail.
 bool canFailCalls();
 
-// From now on, readdir fails with EIO once it has given `entries` entries of folders whose name ends with `folder`; null:
-// no more.
+// From now on, readdir fails with EIO once it has given `entries` entries of folders whose name ends with `folder`;
+// null: no more.
 void failReaddir(const char* folder, int entries);
 
 // From now on, close fails with EIO on files whose name ends with `file`; null: no more. Tells for how many different
