@@ -328,10 +328,9 @@ void MainWindow::takeRoomActionSuccess(const QString& action, RoomInfo room) {
         leaveToLobby(QStringLiteral("已退出房间。"));
         return;
     }
-    const LobbyRequest& asked = client->answered();
-    const bool speaks = inRoom && room.id == currentRoom.id && roomClock.replySpeaks(asked);
+    const bool speaks = inRoom && room.id == currentRoom.id && roomClock.speaks(client->answered());
     if (speaks) {
-        roomClock.changed(asked, client->requestsSent());
+        roomClock.changed(client->requestsSent());
         updateRoom(std::move(room));
         renderRoomPage();
     }
@@ -405,7 +404,9 @@ void MainWindow::onRoomCreated(bool ok, const RoomInfo& room, QVector<RoomInfo> 
 }
 
 void MainWindow::onRoomDetailUpdated(bool ok, RoomInfo room, const QString& error) {
-    if (!takeAnswer(detailRequest) || !answerCounts() || endLostSession(error)) {
+    takeAnswer(detailRequest);
+    const LobbyRequest& asked = client->answered();
+    if (!answerCounts() || endLostSession(error) || !roomClock.replyIsForThisStay(asked, currentRoom.id)) {
         return;
     }
     if (!ok) {
@@ -418,15 +419,14 @@ void MainWindow::onRoomDetailUpdated(bool ok, RoomInfo room, const QString& erro
     if (!inRoom || room.id != currentRoom.id) {
         return;
     }
-    const LobbyRequest& asked = client->answered();
-    if (!roomClock.listSpeaks(asked)) {
+    if (!roomClock.speaks(asked)) {
         // The room has changed since the detail was asked for.
         if (isRoomPlaying(currentRoom)) {
             requestDetail();
         }
         return;
     }
-    roomClock.changed(asked, client->requestsSent());
+    roomClock.changed(client->requestsSent());
     updateRoom(std::move(room));
     if (isShown(roomPage)) {
         renderRoomPage();

@@ -69,10 +69,7 @@ void MainWindow::setConnectionState(int state) {
 }
 
 void MainWindow::onRoomsUpdated(QVector<RoomInfo> newRooms, const QString& error) {
-    if (!takeAnswer(roomsRequest)) {
-        return;
-    }
-    const bool wasVisible = std::exchange(roomsFetchVisible, false);
+    const bool wasVisible = takeAnswer(roomsRequest) && std::exchange(roomsFetchVisible, false);
     refreshLobbyButtons();
     refreshRoomButtons();
     if (!answerCounts() || endLostSession(error, isLoginExpiredError(error))) {
@@ -86,7 +83,7 @@ void MainWindow::onRoomsUpdated(QVector<RoomInfo> newRooms, const QString& error
         }
         return;
     }
-    const bool speaks = roomClock.listSpeaks(client->answered());
+    const bool speaks = roomClock.speaks(client->answered());
     if (speaks && (restoreRoom() || (inRoom && !followRoom()))) {
         return;
     }
@@ -136,7 +133,7 @@ bool MainWindow::followRoom() {
         return false;
     }
     if (isRoomPlaying(*update.room) != isRoomPlaying(currentRoom)) {
-        roomClock.changed(client->answered(), client->requestsSent());
+        roomClock.changed(client->requestsSent());
     }
     if (update.wantsDetail) {
         // Before anything is launched: the list may lack what the launch needs.

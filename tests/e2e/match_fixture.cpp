@@ -56,6 +56,8 @@ Player::~Player() {
     letGamesEnd(true);
     const auto pid = static_cast<platform::ProcessId>(gamePid());
     TRY(platform::probeProcess(pid).state != platform::ProcessProbe::State::running);
+    // One that has just been started has not written its report yet, and would outlive the folder with its end file.
+    platform::stopProcessesByPath(u"game.exe", path("gametest/core/game.exe").toStdU16String());
 }
 
 void Player::signIn() {

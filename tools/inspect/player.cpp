@@ -139,7 +139,7 @@ void Player::onRoomsUpdated(const QVector<RoomInfo>& rooms, const QString& error
     if (giveUpTimer_.isActive()) {
         giveUpTimer_.start();
     }
-    if (!clock_.listSpeaks(client_.answered())) {
+    if (!clock_.speaks(client_.answered())) {
         poll();  // the room has changed since the list was asked for
     } else if (!room_.id.isEmpty()) {
         followRoom(rooms);
@@ -191,7 +191,7 @@ void Player::followRoom(const QVector<RoomInfo>& rooms) {
         fail(QStringLiteral("removed from the room"));
     } else {
         if (isRoomPlaying(*update.room) != isRoomPlaying(room_)) {
-            clock_.changed(client_.answered(), client_.requestsSent());
+            clock_.changed(client_.requestsSent());
         }
         updateRoom(*update.room);
         act();
@@ -261,8 +261,8 @@ void Player::onRoomActionResult(const QString& action, bool ok, RoomInfo room, c
         return;
     }
     event(action);
-    if (room.id == room_.id && clock_.replySpeaks(client_.answered())) {
-        clock_.changed(client_.answered(), client_.requestsSent());
+    if (room.id == room_.id && clock_.speaks(client_.answered())) {
+        clock_.changed(client_.requestsSent());
         updateRoom(room);
         maybeLaunch();
     }
@@ -272,8 +272,8 @@ void Player::onRoomDetailUpdated(bool ok, const RoomInfo& room, const QString& e
     detailRequest_ = 0;
     if (!ok) {
         event(QStringLiteral("detail-failed"), {{QStringLiteral("error"), error}});
-    } else if (room.id == room_.id && clock_.listSpeaks(client_.answered())) {
-        clock_.changed(client_.answered(), client_.requestsSent());
+    } else if (room.id == room_.id && clock_.speaks(client_.answered())) {
+        clock_.changed(client_.requestsSent());
         updateRoom(room);
         maybeLaunch();
     } else {
