@@ -2,7 +2,6 @@
 
 #include <QSslCertificate>
 #include <QSslSocket>
-#include <QTimer>
 
 #include <utility>
 
@@ -96,11 +95,14 @@ void ScriptedServer::readRequests(QTcpSocket* socket, QByteArray& buffer) {
         }
         socket->write(script.bytes);
         if (!script.endless.isEmpty()) {
-            // Faster than a client reads byte by byte, yet little of it waits in between when the server goes.
-            auto* flow = new QTimer(socket);
-            connect(flow, &QTimer::timeout, socket,
-                    [socket, more = script.endless.repeated(4096 / script.endless.size())] { socket->write(more); });
-            flow->start(1);
+            // As fast as it is read, yet little of it waits in between when the server goes.
+            socket->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, 16 * 1024);
+            connect(socket, &QTcpSocket::bytesWritten, socket,
+                    [socket, more = script.endless.repeated(16 * 1024 / script.endless.size())] {
+                        if (socket->bytesToWrite() < more.size()) {
+                            socket->write(more);
+                        }
+                    });
         }
         if (script.resets) {
             socket->flush();
