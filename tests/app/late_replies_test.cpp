@@ -157,7 +157,7 @@ private Q_SLOTS:
         fixture.press("退出房间");
         fixture.press("退出登录");
         fixture.press("登录");
-        TRY(fixture.told("登录成功，正在刷新房间...") == 2);
+        TRY(fixture.roomTable()->isVisible() && fixture.enabled("刷新"));
         QSignalSpy beats(fixture.client(), &LobbyClient::heartbeatResult);
         fixture.server.release();
         TRY(beats.size() > 0);
