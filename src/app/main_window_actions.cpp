@@ -252,7 +252,7 @@ void MainWindow::clearRoomRenderCache() {
 
 void MainWindow::updateRoom(RoomInfo fresh) {
     if (!isRoomPlaying(fresh)) {
-        forgetAll(launchMemory);  // whatever was launched here is over
+        forgetMatch(launchMemory, fresh.id);
     }
     currentRoom = std::move(fresh);
     for (auto it = pendingMapOptions.cbegin(); it != pendingMapOptions.cend(); ++it) {

@@ -144,6 +144,15 @@ void forgetExitedKeyAndRoom(LaunchMemory& memory) {
     memory.exitedRoomId.clear();
 }
 
+void forgetMatch(LaunchMemory& memory, const QString& roomId) {
+    LaunchMemory kept;
+    if (memory.launchedRoomId != roomId) {
+        kept.launchedLaunchKey = memory.launchedLaunchKey;
+        kept.launchedRoomId = memory.launchedRoomId;
+    }
+    memory = kept;
+}
+
 void forgetAll(LaunchMemory& memory) {
     memory = LaunchMemory();
 }

@@ -71,7 +71,7 @@ GameExitOutcome takeGameExit(LaunchMemory& memory, const LaunchFacts& facts, con
 // The moment before a relaunch is over: true when decideAutoLaunch() is to be asked again.
 bool takeRelaunch(LaunchMemory& memory);
 
-// What is forgotten when. Each says by its name which fields go.
+// What is forgotten when. The names say which fields go.
 // The lobby is entered, a room's detail or an automatic launch has failed: the next room update may launch.
 void forgetAttemptedKey(LaunchMemory& memory);
 // A launch has failed: the next attempt waits anew.
@@ -80,5 +80,8 @@ void forgetDueKey(LaunchMemory& memory);
 void forgetExitedKey(LaunchMemory& memory);
 // Another room is entered than the one before.
 void forgetExitedKeyAndRoom(LaunchMemory& memory);
-// The room does not play, or the session is over: the next match is launched even with the same session id.
+// The room that the player is in does not play: all but a game that still runs for another room. The next match is
+// launched even with the same session id.
+void forgetMatch(LaunchMemory& memory, const QString& roomId);
+// The session is over.
 void forgetAll(LaunchMemory& memory);

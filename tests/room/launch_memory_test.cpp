@@ -53,7 +53,9 @@ exit oc playing 9 me 2 | a7 s7 ! => over2 | a7 s7 !
 attempt om playing 7 me 0 | a7 x7 Xr l7 Lr s7 ! => | x7 Xr l7 Lr s7 !
 exited om playing 7 me 0 | a7 x7 Xr l7 Lr s7 ! => | a7 Xr l7 Lr s7 !
 both om playing 7 me 0 | a7 x7 Xr l7 Lr s7 ! => | a7 l7 Lr s7 !
-all om playing 7 me 0 | a7 x7 Xr l7 Lr s7 ! d7 w => |)";
+over om playing 7 me 0 | a7 x7 Xr l7 Lr s7 ! d7 w => |
+over om playing 7 me 0 | a7 x7 Xr l7 Lq s7 ! d7 w => | l7 Lq
+all om playing 7 me 0 | a7 x7 Xr l7 Lq s7 ! d7 w => |)";
 
 LaunchMemory memoryOf(const QString& text) {
     QMap<QChar, QString> field;
@@ -86,6 +88,7 @@ QString apply(LaunchMemory& memory, const QStringList& row, const LaunchFacts& f
                                                        row[6] == u'1' ? QStringLiteral("q") : QStringLiteral("r"))
       : event == QLatin1String("attempt") ? forgetAttemptedKey(memory)
     : event == QLatin1String("exited")  ? forgetExitedKey(memory)
+    : event == QLatin1String("over")    ? forgetMatch(memory, facts.room.id)
     : event == QLatin1String("both")    ? forgetExitedKeyAndRoom(memory)
                                         : forgetAll(memory);
     return QString();

@@ -207,7 +207,7 @@ void Player::enterRoom(const RoomInfo& room, const QString& eventName) {
 
 void Player::updateRoom(const RoomInfo& fresh) {
     if (!isRoomPlaying(fresh)) {
-        forgetAll(launchMemory_);
+        forgetMatch(launchMemory_, fresh.id);
     }
     room_ = fresh;
 }
