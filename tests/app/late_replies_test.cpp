@@ -148,6 +148,74 @@ private Q_SLOTS:
         }
     }
 
+    // Nor once the player has come back.
+    void aRefusalFromAnEarlierStay() {
+        WindowFixture fixture;
+        fixture.enterRoom(fixture.room("me you"));
+        fixture.server.holds = {"chat"};
+        fixture.server.answers = {{"chat", refusal("not in room")}};
+        fixture.edit("输入聊天内容")->setText(text("hi"));
+        fixture.press("发送");
+        TRY(fixture.server.sent("chat").size() == 1);
+        fixture.poll({});
+        QVERIFY(fixture.roomTable()->isVisible());
+        fixture.poll({fixture.room("me you")});
+        fixture.roomTable()->selectRow(0);
+        fixture.press("进入房间");
+        TRY(fixture.slotTable()->isVisible());
+        QSignalSpy results(fixture.client(), &LobbyClient::roomActionResult);
+        fixture.server.release();
+        TRY(!results.isEmpty());
+        QVERIFY(fixture.slotTable()->isVisible() && fixture.told("你已被移出房间。") == 0);
+    }
+
+    // Of two actions on their way, the later one's answer is the newer word, and the earlier one's locks nothing up.
+    void twoActionsAtOnce() {
+        WindowFixture fixture;
+        fixture.enterRoom(fixture.room("me you"));
+        fixture.stopPolls();
+        fixture.server.holds = {"map-options", "rooms"};
+        QTest::keyClick(fixture.find<QComboBox>("currentText", text("普通")), Qt::Key_Down);
+        TRY(fixture.server.sent("map-options").size() == 1);
+        fixture.server.rooms = {fixture.room("me you him")};
+        fixture.edit("输入聊天内容")->setText(text("hi"));
+        fixture.press("发送");
+        TRY(fixture.enabled("退出房间"));
+        const auto seats = [&] {
+            return fixture.slotTable()->item(2, 2)->text();
+        };
+        QCOMPARE(seats(), text("him"));
+        QSignalSpy results(fixture.client(), &LobbyClient::roomActionResult);
+        fixture.server.release();
+        TRY(results.size() == 1);
+        QCOMPARE(seats(), text("him"));
+
+        fixture.server.holds = {"chat"};
+        fixture.edit("输入聊天内容")->setText(text("hi"));
+        fixture.press("发送");
+        QTest::keyClick(fixture.find<QComboBox>("currentText", text("困难")), Qt::Key_Up);
+        TRY(results.size() == 2 && !fixture.enabled("退出房间"));
+    }
+
+    void aListOfAnEarlierSession() {
+        WindowFixture fixture;
+        fixture.server.rooms = {fixture.room("host")};
+        fixture.signIn();
+        fixture.stopPolls();
+        fixture.server.holds = {"rooms"};
+        fixture.askForRooms();
+        fixture.server.holds.clear();
+        fixture.server.rooms = {};
+        fixture.press("退出登录");
+        fixture.press("登录");
+        TRY(fixture.roomTable()->isVisible() && fixture.enabled("刷新") && fixture.roomTable()->rowCount() == 0);
+        fixture.timer("roomPollTimer")->stop();
+        const int lists = fixture.lists;
+        fixture.server.release();
+        TRY(fixture.lists > lists);
+        QCOMPARE(fixture.roomTable()->rowCount(), 0);
+    }
+
     void aReplyToAnEarlierSession() {
         WindowFixture fixture;
         fixture.server.holds = {"heartbeat"};
@@ -229,9 +297,19 @@ private Q_SLOTS:
     void closing() {
         WindowFixture fixture;
         fixture.enterRoom(fixture.room("host me"));
-        fixture.server.holds = {"leave"};
+        fixture.stopPolls();
         fixture.server.rooms = {fixture.room("host me", R"("status":"playing")")};
+        fixture.server.holds = {"leave", "rooms"};
+        fixture.askForRooms();
         fixture.timer("roomPollTimer")->start(1);
+        // The rooms come while the window waits.
+        QTimer waits;
+        QObject::connect(&waits, &QTimer::timeout, [&fixture] {
+            if (!fixture.server.sent("leave").isEmpty()) {
+                fixture.server.release();
+            }
+        });
+        waits.start(1);
         QVERIFY(fixture.window->close());
         TRY(fixture.server.sent("leave").size() == 1);
         QVERIFY(fixture.server.requests.last().target.endsWith("/leave"));
