@@ -43,6 +43,33 @@ private Q_SLOTS:
         QVERIFY(table->rowCount() == 59 && !fixture.enabled("进入房间"));
     }
 
+    // A search by keys in the table goes on over a poll that brings a change, and the row under the pointer stays one.
+    void typingInTheTable() {
+        WindowFixture fixture;
+        const auto named = [&](const char* more) {
+            QJsonArray rooms;
+            for (int i = 0; i < 30; ++i) {
+                const QString fields = text(R"("id":"r%1","name":"room %1","map_name":"map %2")");
+                rooms.append(fixture.room("host", fields.arg(i).arg(text(more)).toUtf8()));
+            }
+            return rooms;
+        };
+        fixture.server.rooms = named("");
+        fixture.signIn();
+        fixture.stopPolls();
+        QApplication::setKeyboardInputInterval(10 * kPatienceMs);
+        QTableWidget* table = fixture.roomTable();
+        const QPersistentModelIndex hovered = table->model()->index(5, 0);
+        table->setFocus();
+        QTest::keyClicks(table, text("room 1"));
+        QCOMPARE(table->currentRow(), 1);
+        fixture.poll(named("again"));
+        QVERIFY(table->item(5, 3)->text().contains(text("again")) && hovered.isValid());
+        QTest::keyClicks(table, text("7"));
+        QCOMPARE(table->currentRow(), 17);
+        QVERIFY(fixture.enabled("进入房间"));
+    }
+
     void privateRoom() {
         WindowFixture fixture;
         fixture.server.rooms = {fixture.room("host", R"("has_password":true,"name":"<b>房间</b>")")};
