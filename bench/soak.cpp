@@ -1,16 +1,19 @@
 // The real windows for a long time.
 //
 // usage: soak memory [MATCHES]
+//        soak lobby [MINUTES]
 //        soak simulation [MATCHES [SEED [LATENCY_MS [PLAYERS]]]]
 //        soak joins [JOINS [LATENCY [PLAYERS]]]
 //
 // memory: one window through 10 matches with two players from the console; what its process holds after each.
+// lobby: the lobby page of one window, with 500 rooms that are all new every second, for 30 minutes.
 // simulation: 12 players press at random through 1000 matches, with replies up to 300 ms late each way. The window's
 // own times are shortened as much as the latency is below 3 s. Prints what went wrong, and how far apart games started.
 // joins: 10 players enter and leave a room, together 200 times, with the latency as devlobby takes it,
 // "0:50,rooms=0:300" unless given, and the window's own times. Prints how often one was put out of the room although
 // the seat was kept.
 #include "bench/simulation.h"
+#include "support/scripted_server.h"
 
 #include <QApplication>
 
@@ -21,6 +24,15 @@ namespace {
 
 QString argument(int index, const QString& otherwise) {
     return QCoreApplication::arguments().value(index + 1, otherwise);
+}
+
+void printMemory(const char* what, int number) {
+    QFile status(text("/proc/self/status"));
+    const QByteArray lines = status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
+    const int memory = lines.mid(lines.indexOf("VmRSS:") + 6, 12).simplified().split(' ').value(0).toInt();
+    std::printf("%s %d: %d KiB, %d descriptors\n", what, number, memory,
+                QDir(text("/proc/self/fd")).entryList(QDir::Files | QDir::System).size());
+    std::fflush(stdout);
 }
 
 void printTimes(const char* what, QVector<qint64> times) {
@@ -61,17 +73,38 @@ private Q_SLOTS:
         for (int match = 1; match <= matches; ++match) {
             guest.press("准备");
             TRY(guest.told("游戏已退出，正在刷新房间...") == match);
-            QFile status(text("/proc/self/status"));
-            const QByteArray lines = status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
-            const int memory = lines.mid(lines.indexOf("VmRSS:") + 6, 12).simplified().split(' ').value(0).toInt();
-            std::printf("match %d: %d KiB, %d descriptors\n", match, memory,
-                        QDir(text("/proc/self/fd")).entryList(QDir::Files | QDir::System).size());
-            std::fflush(stdout);
+            printMemory("match", match);
         }
         for (QProcess* process : {&hosting, &joining}) {
             process->kill();
             process->waitForFinished();
         }
+    }
+
+    void lobby() {
+        int answered = 0;
+        ScriptedServer server([&answered](const ScriptedRequest& request) {
+            if (request.method != "GET") {
+                return ScriptedServer::reply(R"({"auth_token":"t"})");
+            }
+            QByteArray rooms;
+            for (int i = 0; i < 500; ++i) {
+                const QByteArray number = QByteArray::number(answered * 500 + i);
+                rooms += (i == 0 ? "" : ",") + (R"({"id":")" + number + R"(","name":"房间 )" + number +
+                                                R"(","map_name":")" + number + R"("})");
+            }
+            ++answered;
+            return ScriptedServer::reply(R"({"rooms":[)" + rooms + "]}");
+        });
+        Player guest(kGuest, server.url());
+        guest.signIn();
+        guest.timer("roomPollTimer")->setInterval(1000);
+        const int minutes = argument(1, text("30")).toInt();
+        for (int minute = 0; minute <= minutes; ++minute) {
+            printMemory("minute", minute);
+            QTest::qWait(minute == minutes ? 0 : 60'000);
+        }
+        std::printf("%d lists\n", answered);
     }
 
     void simulation() {
