@@ -1,6 +1,6 @@
 #include "bench/simulation.h"
 
-#include "room/create_room_dialog.h"
+#include "app/create_room_dialog.h"
 
 #include <QDateTime>
 #include <QListWidget>

@@ -1,6 +1,6 @@
 // Shows one window and ends as soon as it has been painted. usage: startup_probe empty|client
 #include "app/main_window.h"
-#include "app/theme.h"
+#include "widgets/theme.h"
 
 #include <QApplication>
 

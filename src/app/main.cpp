@@ -1,5 +1,5 @@
 #include "app/main_window.h"
-#include "app/theme.h"
+#include "widgets/theme.h"
 
 #include <QApplication>
 

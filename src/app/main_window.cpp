@@ -1,8 +1,8 @@
 #include "app/main_window.h"
 
 #include "lobby/lobby_client.h"
+#include "lobby/shown_text.h"
 #include "room/room_rules.h"
-#include "room/room_texts.h"
 
 #include <QCloseEvent>
 #include <QDialog>

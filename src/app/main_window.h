@@ -184,8 +184,8 @@ private:
     // ---- main_window_room.cpp: the room page ----
     void buildRoomPage();
     QWidget* buildRoomTopbar();
-    QWidget* buildSlotPanel(QWidget* parent);
-    QWidget* buildRoomSidePanel(QWidget* parent);
+    QWidget* buildSlotPanel();
+    QWidget* buildRoomSidePanel();
     void renderRoomPage();
     void renderSlotTable();
     void renderRoomSettings();

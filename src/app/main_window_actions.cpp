@@ -1,6 +1,5 @@
 // What a player does in a room, and what comes of it.
 #include "app/main_window.h"
-#include "app/widgets.h"
 #include "lobby/lobby_client.h"
 #include "lobby/room_decoder.h"
 #include "room/poll_rules.h"
@@ -8,6 +7,7 @@
 #include "room/room_signatures.h"
 #include "room/session_rules.h"
 #include "room/slot_table.h"
+#include "widgets/makers.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -16,7 +16,6 @@ namespace {
 
 constexpr int kGamePort = 40001;
 constexpr int kOwnServerWaitMs = 350;
-constexpr int kNeighbourTimeoutMs = 1800;
 constexpr int kLobbyTimeoutMs = 8000;
 constexpr int kGameHostTimeoutMs = 5000;
 
@@ -95,7 +94,7 @@ void MainWindow::searchNeighbours(const QStringList& neighbours) {
                QStringLiteral("正在搜索房主：测试 %1 个 Radmin 邻居的 40000 端口...").arg(neighboursPending));
     for (const QString& address : neighbours) {
         QNetworkReply* reply =
-            requestLobbyHealth(*hostSearch, lobbyUrl(address, networkSources.lobbyPort), kNeighbourTimeoutMs);
+            requestLobbyHealth(*hostSearch, lobbyUrl(address, networkSources.lobbyPort), networkSources.answerMs);
         connect(reply, &QNetworkReply::finished, this, [this, search = hostSearch, reply, address] {
             if (search == hostSearch) {
                 takeNeighbourAnswer(address, readLobbyHealth(*reply).good);

@@ -1,11 +1,12 @@
 // The lobby page: the rooms, and the way into one.
+#include "app/create_room_dialog.h"
 #include "app/main_window.h"
-#include "app/widgets.h"
 #include "lobby/lobby_client.h"
-#include "room/create_room_dialog.h"
+#include "lobby/shown_text.h"
 #include "room/lobby_rules.h"
 #include "room/room_rules.h"
 #include "room/room_texts.h"
+#include "widgets/makers.h"
 
 #include <QBoxLayout>
 #include <QHeaderView>
@@ -28,25 +29,6 @@ constexpr int kWidestTextColumn = 170;
 constexpr int kWidestUserName = 260;
 constexpr int kHighestStatus = 60;
 
-QTableWidget* makeRoomTable(QWidget* parent) {
-    auto* table = new QTableWidget(0, 4, parent);
-    table->setHorizontalHeaderLabels(
-        {QStringLiteral("房间"), QStringLiteral("状态"), QStringLiteral("人数"), QStringLiteral("地图")});
-    table->verticalHeader()->setVisible(false);
-    table->setShowGrid(false);
-    table->setWordWrap(false);
-    table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    table->setSelectionMode(QAbstractItemView::SingleSelection);
-    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    QHeaderView* header = table->horizontalHeader();
-    header->setHighlightSections(false);
-    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    header->setMaximumSectionSize(kWidestTextColumn);
-    header->setSectionResizeMode(QHeaderView::ResizeToContents);
-    header->setSectionResizeMode(0, QHeaderView::Stretch);
-    return table;
-}
-
 // Nothing when the player cancels. The server's name is shown as it is, never as rich text, and wraps.
 std::optional<QString> askRoomPassword(QWidget* parent, const QString& roomName) {
     QInputDialog dialog(parent, Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint);
@@ -64,7 +46,9 @@ std::optional<QString> askRoomPassword(QWidget* parent, const QString& roomName)
 
 void MainWindow::buildLobbyPage() {
     lobbyPage = new QWidget(pageStack);
-    roomTable = makeRoomTable(lobbyPage);
+    roomTable =
+        makeRowTable({QStringLiteral("房间"), QStringLiteral("状态"), QStringLiteral("人数"), QStringLiteral("地图")},
+                     0, kWidestTextColumn);
     auto* rows = new QVBoxLayout(lobbyPage);
     rows->setContentsMargins(18, 18, 18, 18);
     rows->setSpacing(12);

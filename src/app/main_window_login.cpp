@@ -1,8 +1,8 @@
 // Sign in, register, sign out, and a session that the server no longer knows.
 #include "app/main_window.h"
-#include "app/widgets.h"
 #include "lobby/lobby_client.h"
 #include "room/session_rules.h"
+#include "widgets/makers.h"
 
 #include <QBoxLayout>
 #include <QLabel>

@@ -1,11 +1,12 @@
 #include "app/main_window.h"
-#include "app/widgets.h"
-#include "room/choice_box.h"
 #include "room/map_option_rows.h"
 #include "room/room_rules.h"
 #include "room/room_signatures.h"
 #include "room/room_texts.h"
 #include "room/slot_table.h"
+#include "widgets/choice_box.h"
+#include "widgets/makers.h"
+#include "widgets/theme.h"
 
 #include <QColor>
 #include <QFormLayout>
@@ -28,18 +29,6 @@
 
 namespace {
 
-// A name in a tip may look like markup.
-QString plainTip(const QString& text) {
-    const QString tip = shownText(text);
-    return Qt::mightBeRichText(tip) ? Qt::convertFromPlainText(tip) : tip;
-}
-
-QFrame* roomPanel(QWidget* parent) {
-    auto* panel = new QFrame(parent);
-    panel->setObjectName(QStringLiteral("RoomPanel"));
-    return panel;
-}
-
 // A style sheet that frames a table's items leaves out their own backgrounds.
 class BackgroundDelegate : public QStyledItemDelegate {
 public:
@@ -51,32 +40,16 @@ public:
     }
 };
 
-void sizeColumnsToContents(QHeaderView* header) {
-    constexpr int kPlayerColumn = 2;
-    header->setSectionResizeMode(QHeaderView::ResizeToContents);
-    header->setSectionResizeMode(kPlayerColumn, QHeaderView::Stretch);
-}
+constexpr int kPlayerColumn = 2;
 
-QTableWidget* makeSlotTable(QWidget* parent) {
+QTableWidget* makeSlotTable() {
     // One long side must not push the players out of view.
     constexpr int kMaxColumnWidth = 180;
     const QStringList captions{QStringLiteral("槽位"), QStringLiteral("势力"), QStringLiteral("玩家"),
                                QStringLiteral("状态"), QStringLiteral("网速")};
-    auto* table = new QTableWidget(0, captions.size(), parent);
-    table->setHorizontalHeaderLabels(captions);
-    table->verticalHeader()->hide();
-    table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    table->setSelectionMode(QAbstractItemView::SingleSelection);
+    QTableWidget* table = makeRowTable(captions, kPlayerColumn, kMaxColumnWidth);
     table->setContextMenuPolicy(Qt::CustomContextMenu);
-    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    table->setShowGrid(false);
-    table->setWordWrap(false);
     table->setItemDelegate(new BackgroundDelegate(table));
-    QHeaderView* header = table->horizontalHeader();
-    header->setHighlightSections(false);
-    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    header->setMaximumSectionSize(kMaxColumnWidth);
-    sizeColumnsToContents(header);
     return table;
 }
 
@@ -89,32 +62,10 @@ void fillSlotRow(QTableWidget* table, int row, const SlotRow& content) {
         item->setData(kLockedRole, content.slot.locked);
         item->setData(kOccupantRole, content.slot.name);
         if (content.own) {
-            item->setBackground(QColor(QStringLiteral("#263a55")));
+            item->setBackground(themeColor("ownRow"));
         }
         table->setItem(row, column, item);
     }
-}
-
-// The boxes go later: the one that the player has just changed may be on the call stack.
-void clearForm(QFormLayout* form) {
-    while (form->rowCount() > 0) {
-        const QFormLayout::TakeRowResult row = form->takeRow(form->rowCount() - 1);
-        for (QLayoutItem* item : {row.labelItem, row.fieldItem}) {
-            if (item != nullptr) {
-                item->widget()->hide();
-                item->widget()->deleteLater();
-                delete item;
-            }
-        }
-    }
-}
-
-QLabel* optionCaption(const QString& key) {
-    constexpr int kMaxCaptionWidth = 100;  // leaves the boxes in view
-    QLabel* caption = makeLabel(QString(), shownText(key));
-    caption->setMaximumWidth(kMaxCaptionWidth);
-    caption->setToolTip(plainTip(key));
-    return caption;
 }
 
 void applyButton(QPushButton* button, const RoomButton& rule) {
@@ -129,11 +80,11 @@ void applyButton(QPushButton* button, const RoomButton& rule) {
 void MainWindow::buildRoomPage() {
     roomPage = new QWidget(pageStack);
     roomPage->setStyleSheet(
-        QStringLiteral("#RoomTopbar { background: #20252d; border-bottom: 1px solid #2c333d; }"
-                       "#RoomPanel { background: #20252d; border: 1px solid #2c333d; border-radius: 6px; }"
-                       "#RoomChat { background: #20252d; border: 1px solid #2c333d; border-radius: 6px;"
-                       " padding: 8px 10px; color: #8a93a2; }"
-                       "#RoomSettings { color: #c2cad6; line-height: 150%; }"));
+        themed(QStringLiteral("#RoomTopbar { background: @panel; border-bottom: 1px solid @line; }"
+                              "#RoomPanel { background: @panel; border: 1px solid @line; border-radius: 6px; }"
+                              "#RoomChat { background: @panel; border: 1px solid @line; border-radius: 6px;"
+                              " padding: 8px 10px; color: @muted; }"
+                              "#RoomSettings { color: @soft; line-height: 150%; }")));
     auto* page = new QVBoxLayout(roomPage);
     page->setContentsMargins(0, 0, 0, 0);
     page->setSpacing(0);
@@ -142,8 +93,8 @@ void MainWindow::buildRoomPage() {
     auto* panels = new QHBoxLayout(body);
     panels->setContentsMargins(10, 12, 10, 10);
     panels->setSpacing(10);
-    panels->addWidget(buildSlotPanel(body), 1);
-    panels->addWidget(buildRoomSidePanel(body));
+    panels->addWidget(buildSlotPanel(), 1);
+    panels->addWidget(buildRoomSidePanel());
     page->addWidget(body, 1);
 
     roomLineLabel = makeLabel(QStringLiteral("StatusDot"), QString());
@@ -157,28 +108,18 @@ void MainWindow::buildRoomPage() {
 }
 
 QWidget* MainWindow::buildRoomTopbar() {
-    auto* bar = new QFrame(roomPage);
-    bar->setObjectName(QStringLiteral("RoomTopbar"));
-    bar->setFixedHeight(56);
     roomTitleLabel = makeLabel(QStringLiteral("Title"), QStringLiteral("自由对战"));
     roomTitleLabel->setMinimumWidth(1);  // so that a long name is cut and does not widen the window
     connectionDotLabel = makeLabel(QString(), QStringLiteral("● 已连接"));
     connectionDotLabel->setStyleSheet(QStringLiteral("color: #4caf50; font-size: 12px; padding: 4px 8px;"));
     leaveRoomButton = new QPushButton(QStringLiteral("退出房间"));
     connect(leaveRoomButton, &QPushButton::clicked, this, &MainWindow::onBackToLobby);
-
-    auto* row = new QHBoxLayout(bar);
-    row->setContentsMargins(18, 0, 18, 0);
-    row->addWidget(roomTitleLabel);
-    row->addStretch();
-    row->addWidget(connectionDotLabel);
-    row->addWidget(leaveRoomButton);
-    return bar;
+    return makeTopbar(QStringLiteral("RoomTopbar"), roomTitleLabel, {connectionDotLabel, leaveRoomButton});
 }
 
-QWidget* MainWindow::buildSlotPanel(QWidget* parent) {
-    QFrame* panel = roomPanel(parent);
-    slotTable = makeSlotTable(panel);
+QWidget* MainWindow::buildSlotPanel() {
+    QFrame* panel = makePanel(QStringLiteral("RoomPanel"));
+    slotTable = makeSlotTable();
     connect(slotTable, &QTableWidget::itemSelectionChanged, this, &MainWindow::refreshRoomButtons);
     connect(slotTable, &QTableWidget::customContextMenuRequested, this, &MainWindow::showSlotMenu);
     connect(slotTable, &QTableWidget::cellDoubleClicked, this, [this](int row) { onSlotDoubleClicked(row); });
@@ -209,8 +150,8 @@ QWidget* MainWindow::buildSlotPanel(QWidget* parent) {
     return panel;
 }
 
-QWidget* MainWindow::buildRoomSidePanel(QWidget* parent) {
-    QFrame* panel = roomPanel(parent);
+QWidget* MainWindow::buildRoomSidePanel() {
+    QFrame* panel = makePanel(QStringLiteral("RoomPanel"));
     // Long names wrap onto many lines; beyond this height they would take the window's.
     constexpr int kMaxSettingsHeight = 200;
     roomSettingsLabel = makeLabel(QStringLiteral("RoomSettings"), QString());
@@ -218,17 +159,9 @@ QWidget* MainWindow::buildRoomSidePanel(QWidget* parent) {
     roomSettingsLabel->setMaximumHeight(kMaxSettingsHeight);
     roomSettingsLabel->setAlignment(Qt::AlignLeft | Qt::AlignTop);
 
-    auto* scroll = new QScrollArea(panel);
-    auto* options = new QWidget(scroll);
-    mapOptionForm = new QFormLayout(options);
-    mapOptionForm->setContentsMargins(0, 0, 0, 0);
-    mapOptionForm->setLabelAlignment(Qt::AlignLeft);
-    mapOptionForm->setFormAlignment(Qt::AlignTop);
-    mapOptionForm->setHorizontalSpacing(8);
-    mapOptionForm->setVerticalSpacing(7);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setWidget(options);
+    auto* options = new QWidget;
+    mapOptionForm = makeOptionForm();
+    options->setLayout(mapOptionForm);
 
     startButton = makePrimaryButton(QStringLiteral("开始游戏"));
     readyButton = new QPushButton(QStringLiteral("准备"));
@@ -247,7 +180,7 @@ QWidget* MainWindow::buildRoomSidePanel(QWidget* parent) {
     column->addWidget(makeLabel(QStringLiteral("SectionLabel"), QStringLiteral("房间设置")));
     column->addWidget(roomSettingsLabel);
     column->addWidget(makeLabel(QStringLiteral("SectionLabel"), QStringLiteral("地图设置")));
-    column->addWidget(scroll, 1);
+    column->addWidget(makeScrollArea(options), 1);
     for (QPushButton* button : {startButton, readyButton, launchButton}) {
         column->addWidget(button);
     }
@@ -299,7 +232,7 @@ void MainWindow::renderSlotTable() {
         slotTable->clearSelection();
     }
     slotTable->verticalScrollBar()->setValue(scrolled);
-    sizeColumnsToContents(slotTable->horizontalHeader());
+    sizeColumnsToContents(slotTable, kPlayerColumn);
     blocker.unblock();
     slotTable->setUpdatesEnabled(true);
 }
@@ -320,7 +253,7 @@ void MainWindow::renderRoomSettings() {
         combo->setEnabled(host);
         connect(combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
                 [this, combo, key = row.key] { applyMapOption(key, combo->currentData().toString()); });
-        mapOptionForm->addRow(optionCaption(row.key), combo);
+        mapOptionForm->addRow(makeOptionCaption(row.key), combo);
         mapOptionCombos.insert(row.key, combo);
     }
     if (mapOptionCombos.isEmpty()) {

@@ -1,9 +1,10 @@
 // The settings page: servers, the display size, the compatibility options.
 #include "app/main_window.h"
-#include "app/widgets.h"
 #include "launch/game_setting_patcher.h"
 #include "lobby/lobby_client.h"
-#include "room/wheelless_box.h"
+#include "widgets/makers.h"
+#include "widgets/theme.h"
+#include "widgets/wheelless_box.h"
 
 #include <QBoxLayout>
 #include <QCheckBox>
@@ -21,14 +22,12 @@
 
 namespace {
 
-constexpr int kTopbarHeight = 56;
 constexpr int kPortWidth = 140;
 constexpr int kFallbackProfile = 2;  // index in the box
 constexpr std::int32_t kWindowed = 0;
 
 QFrame* makeCard(const QString& title, QLayout* content) {
-    auto* card = new QFrame;
-    card->setObjectName(QStringLiteral("SettingsCard"));
+    QFrame* card = makePanel(QStringLiteral("SettingsCard"));
     auto* column = new QVBoxLayout(card);
     column->setContentsMargins(18, 16, 18, 16);
     column->setSpacing(12);
@@ -43,10 +42,8 @@ QFormLayout* makeForm() {
     return form;
 }
 
-// The cards scroll, so that the page fits the smallest window.
-QScrollArea* makeScrollArea(std::initializer_list<QWidget*> cards, QWidget* parent) {
-    auto* area = new QScrollArea(parent);
-    auto* content = new QWidget(area);
+QScrollArea* makeCardArea(std::initializer_list<QWidget*> cards) {
+    auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(14);
@@ -54,9 +51,7 @@ QScrollArea* makeScrollArea(std::initializer_list<QWidget*> cards, QWidget* pare
         column->addWidget(card);
     }
     column->addStretch(1);
-    area->setWidget(content);
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
+    QScrollArea* area = makeScrollArea(content);
     area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     return area;
 }
@@ -66,8 +61,8 @@ QScrollArea* makeScrollArea(std::initializer_list<QWidget*> cards, QWidget* pare
 void MainWindow::buildSettingsPage() {
     settingsPage = new QWidget(pageStack);
     settingsPage->setStyleSheet(
-        QStringLiteral("#SettingsTopbar { background: #20252d; border-bottom: 1px solid #2c333d; }"
-                       "#SettingsCard { background: #20252d; border: 1px solid #2c333d; border-radius: 6px; }"));
+        themed(QStringLiteral("#SettingsTopbar { background: @panel; border-bottom: 1px solid @line; }"
+                              "#SettingsCard { background: @panel; border: 1px solid @line; border-radius: 6px; }")));
     settingsStatusLabel = makeLabel(QStringLiteral("StatusDot"), QString());
     settingsStatusLabel->setWordWrap(true);
     settingsStatusLabel->setMinimumWidth(1);  // a long word is cut off instead of widening the window
@@ -81,7 +76,7 @@ void MainWindow::buildSettingsPage() {
     auto* body = new QVBoxLayout;
     body->setContentsMargins(18, 18, 18, 12);
     body->setSpacing(12);
-    body->addWidget(makeScrollArea({buildServerCard(), buildDisplayCard(), buildCompatibilityCard()}, settingsPage), 1);
+    body->addWidget(makeCardArea({buildServerCard(), buildDisplayCard(), buildCompatibilityCard()}), 1);
     body->addWidget(settingsStatusLabel);
     body->addLayout(buttons);
 
@@ -101,17 +96,10 @@ void MainWindow::buildSettingsPage() {
 }
 
 QWidget* MainWindow::buildSettingsTopbar() {
-    auto* topbar = new QFrame;
-    topbar->setObjectName(QStringLiteral("SettingsTopbar"));
-    topbar->setFixedHeight(kTopbarHeight);
-    auto* row = new QHBoxLayout(topbar);
-    row->setContentsMargins(18, 0, 18, 0);
     auto* backButton = new QPushButton(QStringLiteral("返回"));
-    row->addWidget(makeLabel(QStringLiteral("Title"), QStringLiteral("设置")));
-    row->addStretch(1);
-    row->addWidget(backButton);
     connect(backButton, &QPushButton::clicked, this, &MainWindow::closeSettings);
-    return topbar;
+    return makeTopbar(QStringLiteral("SettingsTopbar"), makeLabel(QStringLiteral("Title"), QStringLiteral("设置")),
+                      {backButton});
 }
 
 QWidget* MainWindow::buildServerCard() {

@@ -1,5 +1,6 @@
 #include "room/create_room_rules.h"
 
+#include "lobby/shown_text.h"
 #include "room/map_option_rows.h"
 #include "room/room_texts.h"
 

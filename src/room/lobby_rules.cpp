@@ -1,5 +1,6 @@
 #include "room/lobby_rules.h"
 
+#include "lobby/shown_text.h"
 #include "room/room_rules.h"
 #include "room/room_signatures.h"
 #include "room/room_texts.h"

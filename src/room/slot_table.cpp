@@ -1,7 +1,7 @@
 #include "room/slot_table.h"
 
+#include "lobby/shown_text.h"
 #include "room/room_rules.h"
-#include "room/room_texts.h"
 
 #include <QHash>
 

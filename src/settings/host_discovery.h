@@ -44,4 +44,5 @@ struct NetworkSources {
     std::function<QString()> localRadminAddress = findLocalRadminAddress;
     std::function<QStringList()> radminNeighbours = ::radminNeighbours;
     quint16 lobbyPort = 40000;  // of a host's server
+    int answerMs = 1800;        // a neighbour that has not answered by then is none
 };

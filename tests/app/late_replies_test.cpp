@@ -1,6 +1,6 @@
 // Replies that overtake each other, come after the player has gone on, or come from a session that has died. The order
 // is forced: the server makes its answer when it is asked and holds it back.
-#include "room/create_room_dialog.h"
+#include "app/create_room_dialog.h"
 #include "support/test_registry.h"
 #include "window_fixture.h"
 
@@ -190,10 +190,12 @@ private Q_SLOTS:
         TRY(results.size() == 1);
         QCOMPARE(seats(), text("him"));
 
+        fixture.stopPolls();
+        TRY(fixture.find<QComboBox>("currentText", text("普通")) != nullptr);
         fixture.server.holds = {"chat"};
         fixture.edit("输入聊天内容")->setText(text("hi"));
         fixture.press("发送");
-        QTest::keyClick(fixture.find<QComboBox>("currentText", text("困难")), Qt::Key_Up);
+        QTest::keyClick(fixture.find<QComboBox>("currentText", text("普通")), Qt::Key_Down);
         TRY(results.size() == 2 && !fixture.enabled("退出房间"));
     }
 

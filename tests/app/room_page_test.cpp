@@ -83,7 +83,7 @@ private Q_SLOTS:
     void optionsUnderPolls() {
         WindowFixture fixture;
         fixture.enterRoom(fixture.room("me you"));
-        fixture.timer("roomPollTimer")->stop();
+        fixture.stopPolls();
         TRY(difficulty(fixture, "普通") != nullptr);
         fixture.server.answers = {{"map-options", Script()}};
         QTest::keyClick(difficulty(fixture, "普通"), Qt::Key_Down);
@@ -100,6 +100,7 @@ private Q_SLOTS:
         const QJsonObject other = fixture.room("me you", R"("id":"8")");
         Q_EMIT fixture.client()->roomCreated(true, decodeRoom(other, text("me")), {}, QString());
         fixture.poll({other});
+        fixture.stopPolls();
         TRY(difficulty(fixture, "普通") != nullptr);
         QTest::keyClick(difficulty(fixture, "普通"), Qt::Key_Down);
         fixture.server.rooms = {fixture.room("you me", R"("id":"8")")};

@@ -86,6 +86,7 @@ void WindowFixture::enterRoom(const QJsonObject& room) {
 void WindowFixture::poll(const QJsonArray& rooms) {
     server.rooms = rooms;
     Q_EMIT client()->roomsUpdated(decodeRoomList({{text("rooms"), rooms}}, client()->userName()), QString());
+    --lists;  // not of the server's
 }
 
 void WindowFixture::stopPolls() {

@@ -2,7 +2,7 @@
 
 #include "mapgen/map_writer.h"
 #include "platform/process.h"
-#include "room/create_room_dialog.h"
+#include "app/create_room_dialog.h"
 
 #include <QComboBox>
 #include <QJsonArray>

@@ -1,5 +1,5 @@
 // Matches of two real windows against a real lobby server, with real game processes.
-#include "app/theme.h"
+#include "widgets/theme.h"
 #include "e2e/match_fixture.h"
 #include "platform/files.h"
 #include "platform/process.h"

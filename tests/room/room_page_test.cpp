@@ -1,4 +1,5 @@
 // What the room page shows, as tables. A slot is "number,marks,name,team,label,latency", the marks as in slotsOf().
+#include "lobby/shown_text.h"
 #include "room/map_option_rows.h"
 #include "room/room_signatures.h"
 #include "room/room_texts.h"

@@ -70,16 +70,14 @@ private Q_SLOTS:
 private:
     // Hands the block out and lets the game play until the end file, which is put there once the report is.
     QJsonObject play(const QByteArray& block, const QString& prefix, int exitCode) {
-        // A name of its own: the last game's end may still be on its way through the system.
+        // Names of its own: the last game's end may still be on its way through the system.
         mapping_ = QStringLiteral("standin_test_%1_%2").arg(QCoreApplication::applicationPid()).arg(++played_);
         platform::SharedMemory memory;
         if (!block.isEmpty() && (memory.create(mapping_.toStdU16String(), 1078) || memory.write(block.toStdString()))) {
             return {};
         }
-        QFile report(folder_.filePath(QStringLiteral("报告.json")));
-        QFile end(folder_.filePath(QStringLiteral("end")));
-        report.remove();
-        end.remove();
+        QFile report(folder_.filePath(QStringLiteral("报告%1.json")).arg(played_));
+        QFile end(folder_.filePath(QStringLiteral("end%1")).arg(played_));
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("STANDIN_GAME_REPORT"), report.fileName());
         environment.insert(QStringLiteral("STANDIN_GAME_END_FILE"), end.fileName());

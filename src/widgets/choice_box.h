@@ -1,8 +1,8 @@
 // The drop-down of a map option, as wide as its place however long the choices are.
 #pragma once
 
-#include "room/room_texts.h"
-#include "room/wheelless_box.h"
+#include "lobby/shown_text.h"
+#include "widgets/wheelless_box.h"
 
 #include <QAbstractItemView>
 #include <QComboBox>

@@ -1,5 +1,5 @@
 // The create-room dialog: its rules as a table, then a player's hands on the dialog.
-#include "room/create_room_dialog.h"
+#include "app/create_room_dialog.h"
 #include "room/create_room_rules.h"
 #include "support/test_registry.h"
 

@@ -1,9 +1,10 @@
-#include "room/create_room_dialog.h"
+#include "app/create_room_dialog.h"
 
-#include "room/choice_box.h"
 #include "room/create_room_rules.h"
 #include "room/launch_plan.h"
-#include "room/room_texts.h"
+#include "widgets/choice_box.h"
+#include "widgets/makers.h"
+#include "widgets/theme.h"
 
 #include <QCheckBox>
 #include <QFormLayout>
@@ -25,57 +26,19 @@
 namespace {
 
 constexpr int kSearchDelayMs = 150;
-constexpr int kMapRowHeight = 38;     // 28 and the padding above and below
-constexpr int kOptionKeyWidth = 100;  // leaves the drop-down more than half of the panel
+constexpr int kMapRowHeight = 38;  // 28 and the padding above and below
 
 const QString kDefaultMapId = QStringLiteral("10078");
 
 QString dialogStyleSheet() {
-    return QStringLiteral(R"(
-QDialog { background: #171b21; }
-#CreateTopbar { background: #20252d; border-bottom: 1px solid #2c333d; }
-#CreatePanel { background: #20252d; border: 1px solid #2c333d; border-radius: 6px; }
-#CreateHint { background: #20252d; border: 1px solid #2c333d; border-radius: 6px; padding: 8px 10px; color: #8a93a2; }
-QListWidget { background: #252b34; border: 1px solid #353d49; border-radius: 4px; outline: none; padding: 4px; }
+    return themed(QStringLiteral(R"(
+QDialog { background: @dialog; }
+#CreateTopbar { background: @panel; border-bottom: 1px solid @line; }
+#CreatePanel { background: @panel; border: 1px solid @line; border-radius: 6px; }
+#CreateHint { background: @panel; border: 1px solid @line; border-radius: 6px; padding: 8px 10px; color: @muted; }
+QListWidget { background: @list; border: 1px solid @edge; border-radius: 4px; outline: none; padding: 4px; }
 QListWidget::item { min-height: 28px; padding: 5px 8px; border-radius: 3px; }
-QListWidget::item:selected { background: #2d8cf0; color: #ffffff; })");
-}
-
-QLabel* makeLabel(const QString& objectName, const QString& text) {
-    auto* label = new QLabel(text);
-    label->setObjectName(objectName);
-    label->setTextFormat(Qt::PlainText);
-    return label;
-}
-
-QFrame* makePanel() {
-    auto* panel = new QFrame;
-    panel->setObjectName(QStringLiteral("CreatePanel"));
-    panel->setFrameShape(QFrame::NoFrame);
-    return panel;
-}
-
-QFormLayout* makeForm() {
-    auto* form = new QFormLayout;
-    form->setLabelAlignment(Qt::AlignLeft);
-    form->setFormAlignment(Qt::AlignTop);
-    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
-    form->setHorizontalSpacing(8);
-    form->setVerticalSpacing(7);
-    return form;
-}
-
-// A key may be longer than the panel is wide: then it is cut, and the tooltip has more of it.
-QLabel* makeOptionCaption(const QString& key, QWidget* parent) {
-    auto* caption = new QLabel(parent);
-    caption->setTextFormat(Qt::PlainText);
-    caption->ensurePolished();  // the style sheet's font, by which the width is measured
-    const QString shown = shownText(key);
-    caption->setText(caption->fontMetrics().elidedText(shown, Qt::ElideRight, kOptionKeyWidth));
-    if (caption->text() != key) {
-        caption->setToolTip(Qt::convertFromPlainText(shown));
-    }
-    return caption;
+QListWidget::item:selected { background: @accent; color: @bright; })"));
 }
 
 }  // namespace
@@ -94,14 +57,6 @@ CreateRoomDialog::CreateRoomDialog(const QString& userName, const std::vector<Ne
 }
 
 void CreateRoomDialog::buildLayout() {
-    auto* topbar = new QFrame;
-    topbar->setObjectName(QStringLiteral("CreateTopbar"));
-    topbar->setFixedHeight(56);
-    auto* topbarLayout = new QHBoxLayout(topbar);
-    topbarLayout->setContentsMargins(18, 0, 18, 0);
-    topbarLayout->addWidget(makeLabel(QStringLiteral("Title"), QStringLiteral("◆ 创建新的游戏")));
-    topbarLayout->addStretch();
-
     auto* body = new QHBoxLayout;
     body->setContentsMargins(10, 10, 10, 10);
     body->setSpacing(10);
@@ -115,13 +70,14 @@ void CreateRoomDialog::buildLayout() {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    layout->addWidget(topbar);
+    layout->addWidget(makeTopbar(QStringLiteral("CreateTopbar"),
+                                 makeLabel(QStringLiteral("Title"), QStringLiteral("◆ 创建新的游戏"))));
     layout->addLayout(body, 1);
     layout->addWidget(hint);
 }
 
 QWidget* CreateRoomDialog::buildMapPanel() {
-    QFrame* panel = makePanel();
+    QFrame* panel = makePanel(QStringLiteral("CreatePanel"));
     auto* layout = new QVBoxLayout(panel);
     layout->setContentsMargins(14, 14, 14, 14);
     layout->setSpacing(0);
@@ -141,7 +97,7 @@ QWidget* CreateRoomDialog::buildMapPanel() {
 }
 
 QWidget* CreateRoomDialog::buildSettingsPanel() {
-    QFrame* panel = makePanel();
+    QFrame* panel = makePanel(QStringLiteral("CreatePanel"));
     panel->setFixedWidth(278);
     auto* layout = new QVBoxLayout(panel);
     layout->setContentsMargins(12, 12, 12, 12);
@@ -150,8 +106,7 @@ QWidget* CreateRoomDialog::buildSettingsPanel() {
     buildRoomRows();
     messageLabel = makeLabel(QStringLiteral("StatusDot"), QString());
     messageLabel->setWordWrap(true);
-    createButton = new QPushButton(QStringLiteral("创建游戏"));
-    createButton->setObjectName(QStringLiteral("primary"));
+    createButton = makePrimaryButton(QStringLiteral("创建游戏"));
     createButton->setMinimumHeight(40);
     auto* exitButton = new QPushButton(QStringLiteral("退出"));
     exitButton->setMinimumHeight(34);
@@ -184,7 +139,7 @@ void CreateRoomDialog::buildRoomRows() {
     playerCountSpin->setValue(6);
     playerCountSpin->setEnabled(false);
 
-    settingsForm = makeForm();
+    settingsForm = makeOptionForm();
     settingsForm->addRow(privateCheck, passwordEdit);
     settingsForm->addRow(QStringLiteral("游戏名称"), nameEdit);
     settingsForm->addRow(QStringLiteral("人数"), playerCountSpin);
@@ -192,14 +147,9 @@ void CreateRoomDialog::buildRoomRows() {
 
 QWidget* CreateRoomDialog::buildOptionArea() {
     auto* options = new QWidget;
-    optionForm = makeForm();
-    optionForm->setContentsMargins(0, 0, 0, 0);
+    optionForm = makeOptionForm();
     options->setLayout(optionForm);
-    auto* area = new QScrollArea;
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setWidget(options);
-    return area;
+    return makeScrollArea(options);
 }
 
 void CreateRoomDialog::wire() {
@@ -296,9 +246,7 @@ void CreateRoomDialog::suggestName(const QString& title) {
 }
 
 void CreateRoomDialog::clearOptionRows() {
-    while (optionForm->rowCount() > 0) {
-        optionForm->removeRow(0);
-    }
+    clearForm(optionForm);
     optionCombos.clear();
 }
 
@@ -306,7 +254,7 @@ void CreateRoomDialog::rebuildOptionRows(const NetPlay::MapInfo& map) {
     clearOptionRows();
     for (const CreateRoomOption& option : createRoomOptions(map)) {
         auto* combo = new ChoiceBox(option.choices, option.selected);
-        optionForm->addRow(makeOptionCaption(option.key, optionForm->parentWidget()), combo);
+        optionForm->addRow(makeOptionCaption(option.key), combo);
         optionCombos.insert(option.key, combo);
     }
     if (optionCombos.isEmpty()) {

@@ -1,0 +1,124 @@
+#include "widgets/makers.h"
+
+#include "lobby/shown_text.h"
+
+#include <QFormLayout>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QTableWidget>
+#include <QTextDocument>
+
+QLabel* makeLabel(const QString& objectName, const QString& text) {
+    auto* label = new QLabel;
+    label->setTextFormat(Qt::PlainText);
+    label->setText(text);
+    label->setObjectName(objectName);
+    return label;
+}
+
+QPushButton* makePrimaryButton(const QString& text) {
+    auto* button = new QPushButton(text);
+    button->setObjectName(QStringLiteral("primary"));
+    return button;
+}
+
+QFrame* makePanel(const QString& objectName) {
+    auto* panel = new QFrame;
+    panel->setObjectName(objectName);
+    return panel;
+}
+
+QFrame* makeTopbar(const QString& objectName, QLabel* title, std::initializer_list<QWidget*> right) {
+    constexpr int kHeight = 56;
+    QFrame* bar = makePanel(objectName);
+    bar->setFixedHeight(kHeight);
+    auto* row = new QHBoxLayout(bar);
+    row->setContentsMargins(18, 0, 18, 0);
+    row->addWidget(title);
+    row->addStretch();
+    for (QWidget* widget : right) {
+        row->addWidget(widget);
+    }
+    return bar;
+}
+
+QScrollArea* makeScrollArea(QWidget* content) {
+    auto* area = new QScrollArea;
+    area->setWidget(content);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setFocusPolicy(Qt::NoFocus);
+    return area;
+}
+
+QFormLayout* makeOptionForm() {
+    auto* form = new QFormLayout;
+    form->setContentsMargins(0, 0, 0, 0);
+    form->setLabelAlignment(Qt::AlignLeft);
+    form->setFormAlignment(Qt::AlignTop);
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->setHorizontalSpacing(8);
+    form->setVerticalSpacing(7);
+    return form;
+}
+
+QLabel* makeOptionCaption(const QString& key) {
+    constexpr int kWidth = 100;  // leaves the drop-down more than half of the panel
+    const QString shown = shownText(key);
+    QLabel* caption = makeLabel(QString(), QString());
+    caption->ensurePolished();  // the style sheet's font, by which the width is measured
+    caption->setText(caption->fontMetrics().elidedText(shown, Qt::ElideRight, kWidth));
+    if (caption->text() != key) {
+        caption->setToolTip(plainTip(shown));
+    }
+    return caption;
+}
+
+void clearForm(QFormLayout* form) {
+    while (form->rowCount() > 0) {
+        const QFormLayout::TakeRowResult row = form->takeRow(form->rowCount() - 1);
+        for (QLayoutItem* item : {row.labelItem, row.fieldItem}) {
+            if (item != nullptr) {
+                item->widget()->hide();
+                item->widget()->deleteLater();
+                delete item;
+            }
+        }
+    }
+}
+
+QTableWidget* makeRowTable(const QStringList& captions, int yieldingColumn, int widest) {
+    auto* table = new QTableWidget(0, captions.size());
+    table->setHorizontalHeaderLabels(captions);
+    table->verticalHeader()->hide();
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setSelectionMode(QAbstractItemView::SingleSelection);
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setTabKeyNavigation(false);
+    table->setShowGrid(false);
+    table->setWordWrap(false);
+    QHeaderView* header = table->horizontalHeader();
+    header->setHighlightSections(false);
+    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    header->setMaximumSectionSize(widest);
+    sizeColumnsToContents(table, yieldingColumn);
+    return table;
+}
+
+void sizeColumnsToContents(QTableWidget* table, int yieldingColumn) {
+    table->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    table->horizontalHeader()->setSectionResizeMode(yieldingColumn, QHeaderView::Stretch);
+}
+
+int selectedRow(const QTableWidget* table) {
+    return table->selectionModel()->selectedRows().value(0).row();
+}
+
+QString plainTip(const QString& text) {
+    const QString tip = shownText(text);
+    return Qt::mightBeRichText(tip) ? Qt::convertFromPlainText(tip) : tip;
+}
