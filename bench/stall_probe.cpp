@@ -4,9 +4,9 @@
 // machine does is not the window's; the time on the wall stands beside it. Prints a table; ends with 1 when a content
 // is above its bound. usage: stall_probe [WORD]     (only the contents whose name has it)
 #include "app/main_window.h"
-#include "widgets/theme.h"
 #include "lobby/lobby_client.h"
 #include "support/scripted_server.h"
+#include "widgets/theme.h"
 
 #include <QApplication>
 #include <QEventLoop>
