@@ -37,6 +37,7 @@ QDialog { background: @dialog; }
 #CreatePanel { background: @panel; border: 1px solid @line; border-radius: 6px; }
 #CreateHint { background: @panel; border: 1px solid @line; border-radius: 6px; padding: 8px 10px; color: @muted; }
 QListWidget { background: @list; border: 1px solid @edge; border-radius: 4px; outline: none; padding: 4px; }
+QListWidget:focus { border: 1px solid @accent; }
 QListWidget::item { min-height: 28px; padding: 5px 8px; border-radius: 3px; }
 QListWidget::item:selected { background: @accent; color: @bright; })"));
 }
@@ -48,8 +49,7 @@ CreateRoomDialog::CreateRoomDialog(const QString& userName, const std::vector<Ne
     : QDialog(parent), ownerName(userName.isEmpty() ? QStringLiteral("玩家") : userName), maps(catalog) {
     setWindowTitle(QStringLiteral("自由对战 >> 创建游戏"));
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    resize(980, 660);
-    setMinimumSize(860, 560);
+    sizeWindow(*this, {980, 660}, {860, 560}, parent);
     setStyleSheet(dialogStyleSheet());
     buildLayout();
     wire();
@@ -164,6 +164,10 @@ void CreateRoomDialog::wire() {
     connect(mapList, &QListWidget::currentRowChanged, this, &CreateRoomDialog::onMapChanged);
     connect(privateCheck, &QCheckBox::toggled, this, &CreateRoomDialog::onPrivateToggled);
     connect(createButton, &QPushButton::clicked, this, &CreateRoomDialog::validateAndAccept);
+    connect(nameEdit, &QLineEdit::returnPressed, this, &CreateRoomDialog::validateAndAccept);
+    connect(passwordEdit, &QLineEdit::returnPressed, this, &CreateRoomDialog::validateAndAccept);
+    tabInReadingOrder(*this);
+    letEnterPress(*this);
 }
 
 void CreateRoomDialog::rebuildMapList(QString keep) {
@@ -260,6 +264,7 @@ void CreateRoomDialog::rebuildOptionRows(const NetPlay::MapInfo& map) {
     if (optionCombos.isEmpty()) {
         optionForm->addRow(makeLabel(QStringLiteral("StatusDot"), QStringLiteral("该地图没有公开设置项")));
     }
+    tabInReadingOrder(*this);
 }
 
 void CreateRoomDialog::onPrivateToggled(bool on) {

@@ -3,6 +3,7 @@
 #include "lobby/lobby_client.h"
 #include "lobby/shown_text.h"
 #include "room/room_rules.h"
+#include "widgets/makers.h"
 
 #include <QCloseEvent>
 #include <QDialog>
@@ -27,8 +28,7 @@ QTimer* makeTimer(const QString& name, int intervalMs, QObject* parent) {
 
 MainWindow::MainWindow(const ClientPaths& clientPaths, const QStringList& arguments) : paths(clientPaths) {
     setWindowTitle(QStringLiteral("联机大厅"));
-    resize(940, 600);
-    setMinimumSize(820, 520);
+    sizeWindow(*this, {940, 600}, {820, 520});
     loadSettings(arguments);
     client = new LobbyClient(settings.lobbyHttp, this);
     buildPages();
@@ -70,6 +70,7 @@ void MainWindow::buildPages() {
         pageStack->addWidget(page);
     }
     setCentralWidget(pageStack);
+    letEnterPress(*this);
     statusBar()->setSizeGripEnabled(true);
 }
 

@@ -190,6 +190,7 @@ private:
     void renderSlotTable();
     void renderRoomSettings();
     void renderRoomChat();
+    void showOwnSlot();
     void refreshRoomButtons();
     void showSlotMenu(const QPoint& position);
     QVector<SlotMenuEntry> selectedSlotMenu() const;

@@ -9,6 +9,7 @@
 #include "room/slot_table.h"
 #include "widgets/makers.h"
 
+#include <QApplication>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QLabel>
@@ -254,6 +255,9 @@ void MainWindow::updateRoom(RoomInfo fresh) {
     if (!isRoomPlaying(fresh)) {
         forgetMatch(launchMemory, fresh.id);
     }
+    if (callsPlayer(currentRoom, fresh, userName())) {
+        QApplication::alert(this);
+    }
     currentRoom = std::move(fresh);
     for (auto it = pendingMapOptions.cbegin(); it != pendingMapOptions.cend(); ++it) {
         currentRoom.mapOptions.insert(it.key(), it.value());
@@ -269,8 +273,13 @@ void MainWindow::enterRoom(RoomInfo room, const QString& text) {
     updateRoom(std::move(room));
     roomClock.moved(client->requestsSent());
     clearRoomRenderCache();
+    // What was chosen and half typed belongs to the room before.
+    slotTable->setCurrentItem(nullptr);
+    chatEdit->clear();
     pageStack->setCurrentWidget(roomPage);
     renderRoomPage();
+    chatEdit->setFocus();
+    showOwnSlot();
     sendRoomHeartbeat();
     showStatus(roomStatusLabel, text.isEmpty() ? QStringLiteral("房间已进入。") : text);
 }
@@ -344,6 +353,7 @@ void MainWindow::takeRoomActionFailure(const QString& action, const QString& err
     if (inRoom && error.contains(QLatin1String("not in room"), Qt::CaseInsensitive)) {
         pendingMapOptions.clear();
         leaveToLobby(QStringLiteral("你已被移出房间。"));
+        QApplication::alert(this);
         return;
     }
     showOutcome(QStringLiteral("[%1] %2").arg(action, error));

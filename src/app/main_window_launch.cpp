@@ -4,6 +4,7 @@
 #include "room/launch_memory.h"
 #include "room/launch_plan.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QJsonObject>
 #include <QThreadPool>
@@ -75,6 +76,7 @@ void MainWindow::launchGame(bool autoStart) {
         // What is missing may be in the detail that is on its way.
         if (!autoStart || detailRequest == 0) {
             showStatus(currentStatusLabel(), plan.error);
+            QApplication::alert(this);
         }
         return;
     }
@@ -134,6 +136,9 @@ void MainWindow::onLaunchFinished() {
                                                    .arg(result.host, QString::number(result.port),
                                                         QString::number(result.slot), QString::number(result.sessionId))
                                              : QStringLiteral("启动失败:") + result.error);
+    }
+    if (isOwn && !result.ok) {
+        QApplication::alert(this);
     }
     if (result.ok && isHere && currentRoom.gameUserId == result.userId) {
         client->roomAction(currentRoom.id, QStringLiteral("launch-done"),

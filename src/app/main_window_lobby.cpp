@@ -57,12 +57,15 @@ void MainWindow::buildLobbyPage() {
     rows->addWidget(roomTable, 1);
     rows->addLayout(buildLobbyBottom());
 
-    connect(roomTable, &QTableWidget::itemSelectionChanged, this, &MainWindow::refreshLobbyButtons);
-    connect(roomTable, &QTableWidget::cellDoubleClicked, this, [this] {
+    tabInReadingOrder(*lobbyPage);
+    const auto join = [this] {
         if (joinButton->isEnabled()) {
             onJoin();
         }
-    });
+    };
+    connect(roomTable, &QTableWidget::itemSelectionChanged, this, &MainWindow::refreshLobbyButtons);
+    connect(roomTable, &QTableWidget::cellDoubleClicked, this, join);
+    onEnter(roomTable, join);
 }
 
 QLayout* MainWindow::buildLobbyHeading() {

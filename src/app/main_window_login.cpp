@@ -66,6 +66,7 @@ void MainWindow::buildLoginPage() {
                               loginUserEdit, loginPasswordEdit, loginButton, loginStatusLabel, toRegisterButton,
                               settingsButton},
                              pageStack);
+    tabInReadingOrder(*loginPage);
     connect(loginButton, &QPushButton::clicked, this, &MainWindow::onLogin);
     connect(loginPasswordEdit, &QLineEdit::returnPressed, this, &MainWindow::onLogin);
     connect(toRegisterButton, &QPushButton::clicked, this, &MainWindow::showRegisterPage);
@@ -86,6 +87,7 @@ void MainWindow::buildRegisterPage() {
                                  registerUserEdit, registerPasswordEdit, registerConfirmEdit, registerButton,
                                  registerStatusLabel, toLoginButton, settingsButton},
                                 pageStack);
+    tabInReadingOrder(*registerPage);
     connect(registerButton, &QPushButton::clicked, this, &MainWindow::onRegister);
     connect(registerConfirmEdit, &QLineEdit::returnPressed, this, &MainWindow::onRegister);
     connect(toLoginButton, &QPushButton::clicked, this, &MainWindow::showLoginPage);

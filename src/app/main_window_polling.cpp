@@ -6,6 +6,7 @@
 #include "room/room_rules.h"
 #include "room/session_rules.h"
 
+#include <QApplication>
 #include <QJsonObject>
 #include <QLabel>
 #include <QStackedWidget>
@@ -118,6 +119,7 @@ bool MainWindow::followRoom() {
             forgetExitedKey(launchMemory);
             clearRoomRenderCache();
             enterLobby(QStringLiteral("房间已关闭，已返回大厅。"));
+            QApplication::alert(this);
         }
         return true;
     }
@@ -129,6 +131,7 @@ bool MainWindow::followRoom() {
         forgetExitedKey(launchMemory);
         if (isShown(roomPage)) {
             enterLobby(QStringLiteral("你已被移出房间。"));
+            QApplication::alert(this);
         }
         return false;
     }

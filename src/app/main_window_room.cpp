@@ -27,6 +27,8 @@
 #include <QTextEdit>
 #include <QVBoxLayout>
 
+#include <memory>
+
 namespace {
 
 // A style sheet that frames a table's items leaves out their own backgrounds.
@@ -49,6 +51,12 @@ QTableWidget* makeSlotTable() {
                                QStringLiteral("状态"), QStringLiteral("网速")};
     QTableWidget* table = makeRowTable(captions, kPlayerColumn, kMaxColumnWidth);
     table->setContextMenuPolicy(Qt::CustomContextMenu);
+    // However small the window, so many players are in view; the chat gives way.
+    constexpr int kRowHeight = 26;
+    constexpr int kRowsInView = 6;
+    constexpr int kBorders = 4;
+    table->verticalHeader()->setDefaultSectionSize(kRowHeight);
+    table->setMinimumHeight(kRowsInView * kRowHeight + table->horizontalHeader()->sizeHint().height() + kBorders);
     table->setItemDelegate(new BackgroundDelegate(table));
     return table;
 }
@@ -66,6 +74,18 @@ void fillSlotRow(QTableWidget* table, int row, const SlotRow& content) {
         }
         table->setItem(row, column, item);
     }
+}
+
+// While the bar is at its end, less a line at most, it stays there when the view gets smaller.
+void keepEndInView(QScrollBar* bar) {
+    const auto atEnd = std::make_shared<bool>(true);
+    QObject::connect(bar, &QScrollBar::valueChanged, bar,
+                     [bar, atEnd](int value) { *atEnd = bar->maximum() - value < bar->singleStep(); });
+    QObject::connect(bar, &QScrollBar::rangeChanged, bar, [bar, atEnd](int, int maximum) {
+        if (*atEnd) {
+            bar->setValue(maximum);
+        }
+    });
 }
 
 void applyButton(QPushButton* button, const RoomButton& rule) {
@@ -97,6 +117,8 @@ void MainWindow::buildRoomPage() {
     panels->addWidget(buildRoomSidePanel());
     page->addWidget(body, 1);
 
+    tabInReadingOrder(*roomPage);
+
     roomLineLabel = makeLabel(QStringLiteral("StatusDot"), QString());
     roomStatusLabel =
         makeLabel(QStringLiteral("RoomChat"), QStringLiteral("[系统] 进入房间，准备就绪后由房主开始游戏。"));
@@ -123,12 +145,16 @@ QWidget* MainWindow::buildSlotPanel() {
     connect(slotTable, &QTableWidget::itemSelectionChanged, this, &MainWindow::refreshRoomButtons);
     connect(slotTable, &QTableWidget::customContextMenuRequested, this, &MainWindow::showSlotMenu);
     connect(slotTable, &QTableWidget::cellDoubleClicked, this, [this](int row) { onSlotDoubleClicked(row); });
+    onEnter(slotTable, [this] { onSlotDoubleClicked(selectedRow(slotTable)); });
 
     roomChatView = new QTextEdit(panel);
     roomChatView->setObjectName(QStringLiteral("RoomChat"));
     roomChatView->setReadOnly(true);
+    roomChatView->setTabChangesFocus(true);
     roomChatView->setMinimumHeight(92);
     roomChatView->setMaximumHeight(150);
+
+    keepEndInView(roomChatView->verticalScrollBar());
 
     chatEdit = new QLineEdit;
     chatEdit->setPlaceholderText(QStringLiteral("输入聊天内容"));
@@ -237,6 +263,15 @@ void MainWindow::renderSlotTable() {
     slotTable->setUpdatesEnabled(true);
 }
 
+void MainWindow::showOwnSlot() {
+    slotTable->doItemsLayout();  // or the rows would have no place yet
+    for (int row = 0; row < slotTable->rowCount(); ++row) {
+        if (isSameName(slotTable->item(row, 0)->data(kOccupantRole).toString(), userName())) {
+            slotTable->scrollToItem(slotTable->item(row, 0));
+        }
+    }
+}
+
 void MainWindow::renderRoomSettings() {
     const bool host = isRoomHost();
     const NetPlay::MapInfo* map = currentRoomMap();
@@ -259,6 +294,7 @@ void MainWindow::renderRoomSettings() {
     if (mapOptionCombos.isEmpty()) {
         mapOptionForm->addRow(makeLabel(QStringLiteral("StatusDot"), QStringLiteral("该地图没有公开设置项")));
     }
+    tabInReadingOrder(*roomPage);
 }
 
 void MainWindow::renderRoomChat() {

@@ -14,6 +14,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QShortcut>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QStackedWidget>
@@ -38,7 +39,7 @@ QFrame* makeCard(const QString& title, QLayout* content) {
 
 QFormLayout* makeForm() {
     auto* form = new QFormLayout;
-    form->setSpacing(12);
+    form->setSpacing(8);  // so that all cards can be seen
     return form;
 }
 
@@ -69,7 +70,7 @@ void MainWindow::buildSettingsPage() {
     testConnectionButton = new QPushButton(QStringLiteral("测试连接"));
     auto* saveButton = makePrimaryButton(QStringLiteral("保存"));
     auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
+    buttons->addWidget(settingsStatusLabel, 1);
     buttons->addWidget(testConnectionButton);
     buttons->addWidget(saveButton);
 
@@ -77,7 +78,6 @@ void MainWindow::buildSettingsPage() {
     body->setContentsMargins(18, 18, 18, 12);
     body->setSpacing(12);
     body->addWidget(makeCardArea({buildServerCard(), buildDisplayCard(), buildCompatibilityCard()}), 1);
-    body->addWidget(settingsStatusLabel);
     body->addLayout(buttons);
 
     auto* page = new QVBoxLayout(settingsPage);
@@ -86,6 +86,10 @@ void MainWindow::buildSettingsPage() {
     page->addWidget(buildSettingsTopbar());
     page->addLayout(body, 1);
 
+    tabInReadingOrder(*settingsPage);
+    // An open drop-down or a dialog takes the key for itself.
+    auto* escape = new QShortcut(Qt::Key_Escape, settingsPage, nullptr, nullptr, Qt::WidgetWithChildrenShortcut);
+    connect(escape, &QShortcut::activated, this, &MainWindow::closeSettings);
     connect(testConnectionButton, &QPushButton::clicked, this, &MainWindow::onSettingsTestConnection);
     connect(saveButton, &QPushButton::clicked, this, &MainWindow::saveSettingsFromPage);
     // Whatever takes the page away, a login's end for one: nobody waits for an answer any more.

@@ -2,6 +2,7 @@
 
 #include "room/lobby_rules.h"
 #include "room/room_rules.h"
+#include "room/room_signatures.h"
 
 #include <QStringList>
 
@@ -17,6 +18,18 @@ RoomUpdate judgeRoomUpdate(const QString& roomId, const QVector<RoomInfo>& rooms
         return {RoomUpdate::Outcome::removed, &*fresh};
     }
     return {RoomUpdate::Outcome::present, &*fresh, isRoomPlaying(*fresh)};
+}
+
+bool callsPlayer(const RoomInfo& before, const RoomInfo& now, const QString& userName) {
+    if (before.id != now.id) {
+        return false;
+    }
+    const bool starts = isRoomPlaying(now) && !isRoomPlaying(before);
+    const bool allReady = isRoomHost(now, userName) && canStartRoom(now, true, userName, nullptr) &&
+                          !canStartRoom(before, true, userName, nullptr);
+    const bool written = !now.messages.isEmpty() && chatSignature(now.messages) != chatSignature(before.messages) &&
+                         !now.messages.last().from.isEmpty() && !isSameName(now.messages.last().from, userName);
+    return starts || allReady || written;
 }
 
 int connectionStateAfter(int heartbeatFailures) {

@@ -20,6 +20,10 @@ struct RoomUpdate {
 
 RoomUpdate judgeRoomUpdate(const QString& roomId, const QVector<RoomInfo>& rooms, const QString& userName);
 
+// Whether what the room tells now calls a player back who looks at another window: the match starts, somebody else has
+// written, or all are ready for this player to start.
+bool callsPlayer(const RoomInfo& before, const RoomInfo& now, const QString& userName);
+
 // The connection's state after so many heartbeats failed in a row: 0 connected, 1 reconnecting, 2 disconnected.
 int connectionStateAfter(int heartbeatFailures);
 

@@ -6,11 +6,50 @@
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollArea>
+#include <QShortcut>
 #include <QTableWidget>
 #include <QTextDocument>
+
+#include <utility>
+
+namespace {
+
+void collectTabStops(const QLayout* layout, QVector<QWidget*>& order) {
+    for (int i = 0; layout != nullptr && i < layout->count(); ++i) {
+        QWidget* widget = layout->itemAt(i)->widget();
+        const auto* area = qobject_cast<QScrollArea*>(widget);
+        if (widget == nullptr) {
+            collectTabStops(layout->itemAt(i)->layout(), order);
+        } else if (area != nullptr) {
+            collectTabStops(area->widget()->layout(), order);
+        } else if ((widget->focusPolicy() & Qt::TabFocus) != 0) {
+            order.append(widget);
+        } else {
+            collectTabStops(widget->layout(), order);
+        }
+    }
+}
+
+class EnterPresses : public QObject {
+public:
+    using QObject::QObject;
+
+    bool eventFilter(QObject* button, QEvent* event) override {
+        const int key = event->type() == QEvent::KeyPress ? static_cast<QKeyEvent*>(event)->key() : 0;
+        const bool presses = key == Qt::Key_Return || key == Qt::Key_Enter;
+        if (presses) {
+            static_cast<QPushButton*>(button)->click();
+        }
+        return presses;
+    }
+};
+
+}  // namespace
 
 QLabel* makeLabel(const QString& objectName, const QString& text) {
     auto* label = new QLabel;
@@ -116,6 +155,37 @@ void sizeColumnsToContents(QTableWidget* table, int yieldingColumn) {
 
 int selectedRow(const QTableWidget* table) {
     return table->selectionModel()->selectedRows().value(0).row();
+}
+
+void tabInReadingOrder(const QWidget& page) {
+    QVector<QWidget*> order;
+    collectTabStops(page.layout(), order);
+    for (int i = 1; i < order.size(); ++i) {
+        QWidget::setTabOrder(order[i - 1], order[i]);
+    }
+}
+
+void letEnterPress(QWidget& window) {
+    auto* filter = new EnterPresses(&window);
+    for (QPushButton* button : window.findChildren<QPushButton*>()) {
+        button->installEventFilter(filter);
+    }
+}
+
+void onEnter(QTableWidget* table, std::function<void()> act) {
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+        auto* shortcut = new QShortcut(key, table, nullptr, nullptr, Qt::WidgetShortcut);
+        shortcut->setAutoRepeat(false);
+        QObject::connect(shortcut, &QShortcut::activated, table, act);
+    }
+}
+
+void sizeWindow(QWidget& window, const QSize& size, const QSize& least, const QWidget* near) {
+    constexpr QSize kFrame{16, 40};  // at most, with the title
+    const QScreen* screen = (near == nullptr ? &window : near)->screen();
+    const QSize room = screen->availableGeometry().size() - kFrame;
+    window.setMinimumSize(least.boundedTo(room));
+    window.resize(size.boundedTo(room));
 }
 
 QString plainTip(const QString& text) {

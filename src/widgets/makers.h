@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <initializer_list>
 
 class QFormLayout;
@@ -12,6 +13,7 @@ class QFrame;
 class QLabel;
 class QPushButton;
 class QScrollArea;
+class QSize;
 class QTableWidget;
 class QWidget;
 
@@ -41,6 +43,16 @@ QTableWidget* makeRowTable(const QStringList& captions, int yieldingColumn, int 
 void sizeColumnsToContents(QTableWidget* table, int yieldingColumn);
 // -1 for none. The row that the keyboard is at may be another, selected or not.
 int selectedRow(const QTableWidget* table);
+
+// Tab goes through the page as its layouts stand: line by line, column by column. Again after each change of them.
+void tabInReadingOrder(const QWidget& page);
+// Enter on a button of the window presses it, as in a dialog, but makes none of them the window's default.
+void letEnterPress(QWidget& window);
+// Enter in the table does what a double click does.
+void onEnter(QTableWidget* table, std::function<void()> act);
+
+// A window of this size and least size, both smaller where the screen that `near` is on has no room for them.
+void sizeWindow(QWidget& window, const QSize& size, const QSize& least, const QWidget* near = nullptr);
 
 // For setToolTip(), which would take what looks like markup for markup.
 QString plainTip(const QString& text);

@@ -88,10 +88,12 @@ QLineEdit:focus { border: 1px solid @accent; background: @focusedField; }
 
 QPushButton { background: @field; border: 1px solid @edge; border-radius: 6px; padding: 7px 14px; }
 QPushButton:hover { background: @buttonHover; border: 1px solid @hoverEdge; }
+QPushButton:focus { border: 1px solid @accent; }
 QPushButton:pressed { background: @pressed; }
 QPushButton:disabled { color: @faint; background: @disabledField; border: 1px solid @line; }
 QPushButton#primary { background: @accent; border: none; color: @bright; font-weight: 700; padding: 8px 18px; }
 QPushButton#primary:hover { background: @accentHover; }
+QPushButton#primary:focus { border: 1px solid @bright; padding: 7px 17px; }
 QPushButton#primary:pressed { background: @accentPressed; }
 QPushButton#primary:disabled { background: @disabledAccent; color: @disabledBright; }
 
@@ -102,6 +104,7 @@ QTableWidget {
     gridline-color: @field;
     outline: none;
 }
+QTableWidget:focus, QListWidget:focus { border: 1px solid @accent; }
 QTableWidget::item { padding: 9px 6px; border: none; }
 QTableWidget::item:hover { background: @field; }
 QTableWidget::item:selected { background: @accent; color: @bright; }
@@ -125,6 +128,7 @@ QCheckBox::indicator {
     border: 1px solid @strongEdge;
     border-radius: 4px;
 }
+QCheckBox:focus { color: @bright; text-decoration: underline; }
 QCheckBox::indicator:hover, QCheckBox::indicator:focus { border: 1px solid @accent; }
 QCheckBox::indicator:checked {
     background: qradialgradient(cx: 0.5, cy: 0.5, radius: 0.5, fx: 0.5, fy: 0.5,

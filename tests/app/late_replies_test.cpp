@@ -348,6 +348,7 @@ private Q_SLOTS:
         fixture.enterRoom(fixture.room("host me", slots.mid(1)));
         fixture.poll({fixture.room("host me", kPlaying + slots)});
         Q_EMIT fixture.slotTable()->cellDoubleClicked(2, 0);
+        QCOMPARE(fixture.told("换位置中..."), 0);
         fixture.poll({fixture.room("host me", slots.mid(1))});
         Q_EMIT fixture.slotTable()->cellDoubleClicked(2, 0);
         TRY(!fixture.server.sent("move-slot").isEmpty());

@@ -1,8 +1,8 @@
 #include "e2e/match_fixture.h"
 
+#include "app/create_room_dialog.h"
 #include "mapgen/map_writer.h"
 #include "platform/process.h"
-#include "app/create_room_dialog.h"
 
 #include <QComboBox>
 #include <QJsonArray>

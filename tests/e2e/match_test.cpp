@@ -1,9 +1,9 @@
 // Matches of two real windows against a real lobby server, with real game processes.
-#include "widgets/theme.h"
 #include "e2e/match_fixture.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "support/test_registry.h"
+#include "widgets/theme.h"
 
 #include <QApplication>
 #include <QDirIterator>
