@@ -3,16 +3,19 @@
 #include "platform/files.h"
 #include "settings/settings_choices.h"
 
+#include <QByteArrayList>
 #include <QDir>
 #include <QFileInfo>
+#include <QMap>
 #include <QRegularExpression>
+#include <QSet>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QVector>
 
 #include <algorithm>
 #include <limits>
 #include <optional>
-#include <tuple>
 
 namespace {
 
@@ -39,73 +42,76 @@ std::filesystem::path toPath(const QString& path) {
     return platform::toPath(path.toStdU16String());
 }
 
-// A path may end in a backslash, and QSettings takes the next line for a part of it: that one is empty then.
-QByteArray withoutContinuations(QByteArray ini) {
-    return ini.replace("\\\r\n", "\\\r\n\n").replace("\\\n", "\\\n\n");
+// QSettings brings serialised values ("@Variant(...)") back to life, and a made-up one can ask for any amount of memory
+// or stack. Each character of its beginning may stand as an escape or behind a quote, and more of them ahead.
+bool holdsSerialisedValue(const QByteArray& ini) {
+    static const QRegularExpression beginning(
+        QStringLiteral(R"re([=,](?:[\s"\xEF\xBB\xBF]|\\[\s\S])*(?:@|\\x(?:0*|[0-9a-fA-F]*00)40|\\[0-7]*100))re"
+                       R"re((?:V?a?r?i?a?n?t?|D?a?t?e?T?i?m?e?)["\\(])re"));
+    return QString::fromLatin1(ini).contains(beginning);
 }
 
-// The file's bytes; none of one that is missing. Nothing when it cannot be read, is too large, or is no text.
+// The file's bytes; none of one that is missing. Nothing when it cannot be read, is too large, or is no plain text.
 std::optional<QByteArray> readIni(const QString& filePath) {
     std::string bytes;
     if (platform::fileStatus(toPath(filePath)) && !platform::readWholeFile(toPath(filePath), bytes, kLargestFile)) {
         return std::nullopt;
     }
-    const bool isText = bytes.find('\0') == std::string::npos;
-    return isText ? std::optional(withoutContinuations(QByteArray::fromStdString(bytes))) : std::nullopt;
+    const QByteArray ini = QByteArray::fromStdString(bytes);
+    return ini.contains('\0') || holdsSerialisedValue(ini) ? std::nullopt : std::optional(ini);
 }
 
-bool writeCopy(const QByteArray& ini, const QString& path) {
-    return platform::writeWholeFile(toPath(path), ini.toStdString());
-}
+struct IniLine {
+    QByteArray text;     // with its end
+    QByteArray section;  // in lower case, as the key is
+    QByteArray key;      // begins with a bracket in a heading, and is empty in a blank line
+};
 
-// QSettings brings serialised values back to life ("@Variant(...)"), and a made-up one can ask for any amount of memory
-// or stack. So it reads a copy in which this mark, a character of nobody's, stands ahead of each value and of each part
-// of a list: then none begins with an "@", in whatever spelling.
-constexpr QChar kMark(0xE100);
-
-QByteArray withMarks(const QByteArray& ini) {
-    static const QRegularExpression beginnings(QStringLiteral("([=,][ \\t]*)"));
-    const QString mark = QString::fromLatin1(QString(kMark).toUtf8());
-    return QString::fromLatin1(ini).replace(beginnings, QStringLiteral("\\1") + mark).toLatin1();
-}
-
-// For the same reason, and as it would write a foreign value in spellings of its own, it saves into a copy in which
-// every byte of a value is a character of nobody's.
-constexpr ushort kDisguise = 0xE000;
-
-QByteArray disguised(const QByteArray& ini) {
-    QByteArray copy;
-    for (const QByteArray& line : ini.split('\n')) {
-        const int end = line.endsWith('\r') ? line.size() - 1 : line.size();
-        const int equals = line.startsWith('[') ? -1 : line.indexOf('=');
-        const int value = equals < 0 ? end : equals + 1;
-        QString hidden = QString::fromLatin1(line.mid(value, end - value));
-        for (QChar& character : hidden) {
-            character = QChar(kDisguise + character.unicode());
+QVector<IniLine> iniLines(QByteArray ini) {
+    ini.remove(0, ini.startsWith("\xEF\xBB\xBF") ? 3 : 0);
+    ini += ini.isEmpty() || ini.endsWith('\n') ? "" : "\n";
+    QVector<IniLine> lines;
+    QByteArray section;
+    for (int begin = 0; begin < ini.size(); begin += lines.last().text.size()) {
+        const QByteArray text = ini.mid(begin, ini.indexOf('\n', begin) + 1 - begin);
+        const QByteArray key = text.mid(0, text.indexOf('=')).trimmed().toLower();
+        if (key.startsWith('[')) {
+            section = key.mid(1, key.indexOf(']') - 1).trimmed();
         }
-        copy += line.left(value) + hidden.toUtf8() + '\n';
+        lines.append({text, section, key});
     }
-    return copy;
+    return lines;
 }
 
-QByteArray revealed(const QByteArray& copy) {
-    QByteArray ini;
-    QString plain;
-    for (const QChar character : QString::fromUtf8(copy)) {
-        if ((character.unicode() & 0xFF00) == kDisguise) {
-            ini += plain.toUtf8();
-            plain.clear();
-            ini += static_cast<char>(character.unicode() & 0xFF);
-        } else {
-            plain += character;
+// `ini` with the client's own lines behind the headings of their sections. Every other line stays byte for byte, where
+// QSettings would drop comments and the backslashes of foreign values.
+QByteArray withOwnLines(const QByteArray& ini, const QByteArray& own) {
+    QMap<QByteArray, QByteArray> sections;  // the client's, each with its heading
+    QSet<QByteArray> keys;
+    for (const char* key : kRetiredKeys) {
+        keys.insert("client/" + QByteArray(key).toLower());
+    }
+    for (const IniLine& line : iniLines(own)) {
+        if (!line.key.isEmpty()) {
+            sections[line.section] += line.text;
+            keys.insert(line.section + '/' + line.key);
         }
     }
-    return ini + plain.toUtf8();
+    QByteArray result;
+    for (const IniLine& line : iniLines(ini)) {
+        if (line.key.startsWith('[')) {
+            const QByteArray lines = sections.take(line.section);
+            result += line.text + lines.mid(lines.indexOf('\n') + 1);
+        } else if (!keys.contains(line.section + '/' + line.key)) {
+            result += line.text;
+        }
+    }
+    return result + QByteArrayList(sections.values()).join();
 }
 
 // A hand-written comma makes QSettings see a list.
 QString readText(const QSettings& file, const QString& key, const QString& fallback) {
-    return file.contains(key) ? file.value(key).toStringList().join(QStringLiteral(", ")).remove(kMark) : fallback;
+    return file.contains(key) ? file.value(key).toStringList().join(QStringLiteral(", ")) : fallback;
 }
 
 // By its text: QVariant would take a number beyond 32 bits modulo 2^32.
@@ -163,18 +169,24 @@ void readFile(const QString& filePath, ClientSettings& settings) {
     settings.defaultPassword = readText(file, clientKey("DefaultPassword"), QString());
 }
 
-// Whether a file tells what was to be saved. Unbalanced quotes of a foreign value can swallow the rest.
-bool holds(const QByteArray& ini, const QString& copy, const ClientSettings& settings) {
-    const auto saved = [](const ClientSettings& s) {
-        return std::tuple(normalizeBaseUrl(s.lobbyHttp), s.gameHost, s.gamePort, s.serverProfile, s.gameDisplayPreset,
-                          s.gameCompatibilityMode, s.gameDpiAware, s.reconnectOnCrash, s.reconnectMaxAttempts,
-                          s.defaultUsername.left(kNameUnits));
-    };
-    ClientSettings back;
-    if (writeCopy(withMarks(ini), copy)) {
-        readFile(copy, back);
-    }
-    return saved(back) == saved(settings);
+// The lines of the file that tell the settings, as QSettings writes them. Empty when they cannot be written.
+QByteArray ownLines(const ClientSettings& settings) {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("Server.ini"));
+    QSettings file(path, QSettings::IniFormat);
+    file.setIniCodec("UTF-8");
+    file.setValue(serverKey("LobbyHttp"), normalizeBaseUrl(settings.lobbyHttp));
+    file.setValue(serverKey("GameHost"), settings.gameHost);
+    file.setValue(serverKey("GamePort"), settings.gamePort);
+    file.setValue(clientKey("ServerProfile"), settings.serverProfile);
+    file.setValue(clientKey("GameDisplayPreset"), settings.gameDisplayPreset);
+    file.setValue(clientKey("GameCompatibilityMode"), settings.gameCompatibilityMode);
+    file.setValue(clientKey("GameDpiAware"), settings.gameDpiAware);
+    file.setValue(clientKey("ReconnectOnCrash"), settings.reconnectOnCrash);
+    file.setValue(clientKey("ReconnectMaxAttempts"), settings.reconnectMaxAttempts);
+    file.setValue(clientKey("DefaultUsername"), settings.defaultUsername);
+    file.sync();
+    return readIni(path).value_or(QByteArray());
 }
 
 }  // namespace
@@ -182,51 +194,36 @@ bool holds(const QByteArray& ini, const QString& copy, const ClientSettings& set
 ClientSettings loadClientSettings(const QString& filePath, const QStringList& arguments) {
     ClientSettings settings;
     settings.configFilePath = filePath;
-    const std::optional<QByteArray> ini = filePath.isEmpty() ? std::nullopt : readIni(filePath);
-    const QTemporaryDir folder;
-    QString readable = folder.filePath(QStringLiteral("Server.ini"));
-    // Without these two no value begins with an "@". Few files have them, and the file may hold a password.
-    if (ini && !ini->contains('@') && !ini->contains('\\')) {
-        readable = filePath;
-    } else if (ini) {
-        writeCopy(withMarks(*ini), readable);
+    settings.gameDisplayPreset = 0;  // as where the file does not tell
+    if (!filePath.isEmpty() && readIni(filePath)) {
+        readFile(filePath, settings);
     }
-    readFile(readable, settings);
     applyCommandLine(arguments, settings);
     settings.defaultUsername = settings.defaultUsername.left(kNameUnits);
     return settings;
 }
 
 bool saveClientSettings(const ClientSettings& settings) {
-    if (settings.configFilePath.isEmpty()) {
+    const QString& path = settings.configFilePath;
+    if (path.isEmpty()) {
         return true;
     }
-    const std::optional<QByteArray> ini = readIni(settings.configFilePath);
-    const QTemporaryDir folder;
-    const QString copy = folder.filePath(QStringLiteral("Server.ini"));
-    if (!ini || !writeCopy(disguised(*ini), copy)) {
+    const std::optional<QByteArray> before = readIni(path);
+    const QByteArray own = ownLines(settings);
+    const auto replace = [&path](const QByteArray& ini) {
+        return platform::replaceContent(toPath(path), ini.toStdString());
+    };
+    if (!before || own.isEmpty() || !QDir().mkpath(QFileInfo(path).path()) || !replace(withOwnLines(*before, own))) {
         return false;
     }
-    QSettings file(copy, QSettings::IniFormat);
-    file.setIniCodec("UTF-8");
-    file.setValue(serverKey("LobbyHttp"), normalizeBaseUrl(settings.lobbyHttp));
-    file.setValue(serverKey("GameHost"), settings.gameHost);
-    file.setValue(serverKey("GamePort"), settings.gamePort);
-    file.setValue(clientKey("ServerProfile"), settings.serverProfile);
-    file.setValue(clientKey("GameDisplayPreset"), settings.gameDisplayPreset);
-    for (const char* key : kRetiredKeys) {
-        file.remove(clientKey(key));
+    ClientSettings expected = settings;
+    expected.defaultUsername = expected.defaultUsername.left(kNameUnits);
+    if (ownLines(loadClientSettings(path, {})) != ownLines(expected)) {
+        // A quote without an end, in a foreign value, can swallow what comes behind it.
+        replace(*before);
+        return false;
     }
-    file.setValue(clientKey("GameCompatibilityMode"), settings.gameCompatibilityMode);
-    file.setValue(clientKey("GameDpiAware"), settings.gameDpiAware);
-    file.setValue(clientKey("ReconnectOnCrash"), settings.reconnectOnCrash);
-    file.setValue(clientKey("ReconnectMaxAttempts"), settings.reconnectMaxAttempts);
-    file.setValue(clientKey("DefaultUsername"), settings.defaultUsername);
-    file.sync();
-    const QByteArray saved = withoutContinuations(revealed(readIni(copy).value_or(QByteArray())));
-    return holds(saved, folder.filePath(QStringLiteral("Saved.ini")), settings) &&
-           QDir().mkpath(QFileInfo(settings.configFilePath).path()) &&
-           platform::replaceContent(toPath(settings.configFilePath), saved.toStdString());
+    return true;
 }
 
 void applyCommandLine(const QStringList& arguments, ClientSettings& settings) {

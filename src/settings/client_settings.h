@@ -27,8 +27,8 @@ struct ClientSettings {
 ClientSettings loadClientSettings(const QString& filePath, const QStringList& arguments);
 
 // Writes the settings to their configFilePath and takes keys of older versions out; does nothing without a path. The
-// password is never written. Keys that the client does not know stay. False leaves the file as it was: it cannot be
-// written, or what is there cannot be read (above 4 MiB, NULs, quotes without an end, no file).
+// password is never written. Every other line stays. False leaves the file as it was: it cannot be written, or what is
+// there cannot be read (above 4 MiB, NULs, serialised values, quotes without an end, no file).
 bool saveClientSettings(const ClientSettings& settings);
 
 // Takes --user NAME, --username NAME, --user=NAME, --username=NAME, --auto-login and --autologin; ignores the rest.

@@ -54,20 +54,20 @@ const std::pair<QByteArray, const char*> kFiles[] = {
      "http://127.0.0.1:40000 中文:40001 custom 0 000 3 玩家, 一/a, , b"},
     {"[Client]\nGameDisplayPreset=x\n" + QByteArray("\xff\xfe[[[=;\\\n=@Variant(\n]").repeated(99), kFresh}};
 
-// Lines that QSettings takes for more memory or stack than there is, in several spellings; a NUL that is none; much
-// text.
+// Lines of others. What looks like a NUL, like a serialised value, like no text; a quote without an end; much text.
+const QByteArray kForeignLines[] = {"LogDir=D:\\games\\0.9",       "x= \xB5\xD8 = \xFF;b",        "; 备注",
+                                    "a=%,@1,@Victor,\"@@V\\q\"",   "x=\\x5340\\x5b57, \\x40ABC(", "y=\"open",
+                                    ";" + QByteArray(1 << 20, ';')};
+// What QSettings takes for more memory or stack than there is, in several spellings; a NUL; a quote that swallows the
+// headings; too much of it.
 const QByteArray kDeep("\\x10000\\x20000\\x10000\\x9\\x10000\\x10000\\x10000\\x1");
-const QByteArray kForeignLines[] = {"x=@Variant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)",
-                                    "x=a, \t\"\\x10040Variant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)\"",
-                                    "x=\"@Variant(" + kDeep.repeated(20000) + ")\"",
-                                    "LogDir=D:\\games\\0.9",
-                                    "A=D:\\games\\",
-                                    "x= \xB5\xD8 = \xFF;b",
-                                    ";" + QByteArray(1 << 20, ';'),
-                                    "a=%,@1"};
-// A quote without an end, no text, and too much of it.
-const QByteArray kUnreadable[] = {"A=\"open\nDefaultUsername=eve\n",
-                                  "x=@Variant(" + QByteArray("\0\0\0\x9\0\0\0\x1", 8).repeated(99999),
+const QByteArray kUnreadable[] = {"x=@Variant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)",
+                                  "x=a, \t\"\\x10040Variant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)\"",
+                                  "x=\\q\xEF\xBB\xBF@\"Va\"riant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)",
+                                  "x=\\\n\\100Date\\x54ime(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)",
+                                  "x=\"@Variant(" + kDeep.repeated(20000) + ")\"",
+                                  QByteArray("x=a\0b", 5),
+                                  "[A]\nA=\"open\n[Client]",
                                   QByteArray(4 << 20, ';')};
 
 // A folder with `entries`: names split by blanks, a slash at the end makes a folder.
@@ -99,24 +99,26 @@ private Q_SLOTS:
         }
     }
 
-    // The rest of such a file is read and saved, and what is foreign stays.
+    // The rest of such a file is read and saved, and what is foreign stays, also behind a second save.
     void foreignLines() {
         for (const QByteArray& line : kForeignLines) {
             const QTemporaryDir folder;
-            const QString path = writeIni(folder, "[Client]\n" + line + "\nDefaultUsername=bob\n");
+            const QString path = writeIni(folder, "\n[Server]\n[Client]\nDefaultUsername=bob\n\n" + line);
             ClientSettings settings = loadClientSettings(path, {});
             QCOMPARE(settings.defaultUsername, QStringLiteral("bob"));
             settings.gamePort = 7;
             QVERIFY(saveClientSettings(settings));
             QCOMPARE(describe(loadClientSettings(path, {})), describe(settings));
-            QVERIFY(line.startsWith(';') || readBack(path).contains('\n' + line + '\n'));
+            const QByteArray once = readBack(path);
+            QVERIFY(once.startsWith("\n[Server]\n") && once.endsWith("\n\n" + line + '\n'));
+            QVERIFY(saveClientSettings(settings) && readBack(path) == once);
         }
     }
 
     void unreadableFileIsLeftAlone() {
         const QTemporaryDir folder;
         for (const QByteArray& lines : kUnreadable) {
-            const QByteArray ini = "[Client]\n" + lines + "\nDefaultUsername=bob\n";
+            const QByteArray ini = lines + "\n[Client]\nDefaultUsername=bob\n";
             ClientSettings settings = loadClientSettings(writeIni(folder, ini), {});
             QCOMPARE(describe(settings), QString::fromLatin1(kFresh));
             settings.gamePort = 7;
