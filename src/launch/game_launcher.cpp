@@ -23,7 +23,7 @@ namespace {
 
 constexpr milliseconds kPreviousGameWait{3000};
 constexpr milliseconds kStoppedGameWait{500};
-constexpr int kWindowRounds = 80;
+constexpr int kWindowLooks = 80;
 constexpr milliseconds kWindowPause{250};
 constexpr std::size_t kLayerBufferUnits = 4096;
 
@@ -189,14 +189,11 @@ bool GameLauncher::startGame(const GameLaunchRequest& request, const Plan& plan)
 void GameLauncher::placeWindow(const GameLaunchRequest& request, const std::stop_token& stop) {
     const platform::WindowPlacement placement{request.windowX, request.windowY, request.windowWidth,
                                               request.windowHeight, request.displayMode != 0};
-    // The pause between two rounds ends early with the game.
-    milliseconds pause{0};
-    for (int round = 0; round < kWindowRounds && !process_.waitForEnd(pause, stop) && !stop.stop_requested(); ++round) {
-        if (platform::placeMainWindow(processId_, placement) != platform::WindowOutcome::notFound) {
-            return;
-        }
-        pause = kWindowPause;
-    }
+    int looks = 1;
+    platform::placeMainWindow(processId_, placement, [&] {
+        // The pause ends early with the game.
+        return looks++ < kWindowLooks && !process_.waitForEnd(kWindowPause, stop) && !stop.stop_requested();
+    });
 }
 
 platform::ProcessId GameLauncher::pid() const {

@@ -7,7 +7,7 @@
 
 #include "platform/process.h"
 
-#include <cstdint>
+#include <functional>
 
 namespace platform {
 
@@ -25,7 +25,9 @@ enum class WindowOutcome {
     unsupported,  // this system offers no such operation
 };
 
-// Looks once for the process's first visible top-level window without an owner, and places it.
-WindowOutcome placeMainWindow(ProcessId process, const WindowPlacement& placement);
+// Looks for the process's first visible top-level window without an owner, and places it. Looks again as long as there
+// is none and `lookAgain`, which does the waiting, says so; without one it looks once.
+WindowOutcome placeMainWindow(ProcessId process, const WindowPlacement& placement,
+                              const std::function<bool()>& lookAgain = {});
 
 }  // namespace platform

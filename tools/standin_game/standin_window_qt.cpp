@@ -6,20 +6,23 @@
 #include <QLabel>
 #include <QTimer>
 
+#include <memory>
 #include <xcb/xcb.h>
 
 namespace {
 
-// QApplication ends the process when it finds no display, so the display is tried first.
-bool hasDisplay() {
+using Display = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
+
+// QApplication ends the process when it finds no display, so the display is tried first. Null without one. To be held
+// until Qt has a connection of its own: an X server that loses its last client may start over, and lose the next one.
+Display tryDisplay() {
     const QString plugin = qEnvironmentVariable("QT_QPA_PLATFORM");
-    if (!plugin.isEmpty() && !plugin.startsWith(QLatin1String("xcb"))) {
-        return false;
+    const bool wanted = plugin.isEmpty() || plugin.startsWith(QLatin1String("xcb"));
+    Display display(wanted ? xcb_connect(nullptr, nullptr) : nullptr, &xcb_disconnect);
+    if (display && xcb_connection_has_error(display.get()) != 0) {
+        display.reset();
     }
-    xcb_connection_t* const connection = xcb_connect(nullptr, nullptr);
-    const bool reached = xcb_connection_has_error(connection) == 0;
-    xcb_disconnect(connection);
-    return reached;
+    return display;
 }
 
 }  // namespace
@@ -33,7 +36,8 @@ std::vector<std::u16string> programArguments(int argc, char** argv) {
 }
 
 bool showWindow(const std::u16string& title, const std::u16string& text, const std::function<bool()>& ended) {
-    if (!hasDisplay()) {
+    const Display display = tryDisplay();
+    if (!display) {
         return false;
     }
     int argc = 1;

@@ -102,20 +102,24 @@ bool configure(xcb_connection_t* display, xcb_window_t window, const WindowPlace
 
 }  // namespace
 
-WindowOutcome placeMainWindow(ProcessId process, const WindowPlacement& placement) {
+WindowOutcome placeMainWindow(ProcessId process, const WindowPlacement& placement,
+                              const std::function<bool()>& lookAgain) {
+    // One for all looks: an X server that loses its last client may start over, and lose a game that is just coming.
     const Connection connection(xcb_connect(nullptr, nullptr), &xcb_disconnect);
     xcb_connection_t* const display = connection.get();
     if (xcb_connection_has_error(display) != 0) {
         return WindowOutcome::unsupported;
     }
-    const auto window = findWindow(display, process);
-    if (!window) {
-        return WindowOutcome::notFound;
-    }
-    if (placement.borderless) {
-        takeFrameAway(display, *window);
-    }
-    return configure(display, *window, placement) ? WindowOutcome::placed : WindowOutcome::notFound;
+    do {
+        const auto window = findWindow(display, process);
+        if (window && placement.borderless) {
+            takeFrameAway(display, *window);
+        }
+        if (window && configure(display, *window, placement)) {
+            return WindowOutcome::placed;
+        }
+    } while (xcb_connection_has_error(display) == 0 && lookAgain && lookAgain());
+    return WindowOutcome::notFound;
 }
 
 }  // namespace platform

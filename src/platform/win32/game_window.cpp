@@ -31,23 +31,28 @@ void takeFrameAway(HWND window) {
     SetWindowLongW(window, GWL_EXSTYLE, static_cast<LONG>(extended & ~kExtendedFrame));
 }
 
-}  // namespace
-
-WindowOutcome placeMainWindow(ProcessId process, const WindowPlacement& placement) {
-    Search search{process, nullptr};
-    EnumWindows(&takeMainWindow, reinterpret_cast<LPARAM>(&search));
-    if (search.window == nullptr) {
-        return WindowOutcome::notFound;
-    }
+bool place(HWND window, const WindowPlacement& placement) {
     UINT flags = SWP_NOZORDER | SWP_FRAMECHANGED | SWP_SHOWWINDOW;
     if (placement.borderless) {
-        takeFrameAway(search.window);
+        takeFrameAway(window);
     } else {
         flags |= SWP_NOSIZE;
     }
-    const BOOL placed =
-        SetWindowPos(search.window, nullptr, placement.x, placement.y, placement.width, placement.height, flags);
-    return placed ? WindowOutcome::placed : WindowOutcome::notFound;
+    return SetWindowPos(window, nullptr, placement.x, placement.y, placement.width, placement.height, flags) != 0;
+}
+
+}  // namespace
+
+WindowOutcome placeMainWindow(ProcessId process, const WindowPlacement& placement,
+                              const std::function<bool()>& lookAgain) {
+    do {
+        Search search{process, nullptr};
+        EnumWindows(&takeMainWindow, reinterpret_cast<LPARAM>(&search));
+        if (search.window != nullptr && place(search.window, placement)) {
+            return WindowOutcome::placed;
+        }
+    } while (lookAgain && lookAgain());
+    return WindowOutcome::notFound;
 }
 
 }  // namespace platform
