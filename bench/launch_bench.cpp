@@ -5,6 +5,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <string>
 
@@ -24,42 +26,63 @@ public:
     std::filesystem::path folder;
 };
 
+// By the wall clock, as the disk's time is nobody's CPU time, and by the quickest of some: a busy disk takes up to ten
+// times as long for the same bytes.
+template<typename Work>
+void measureQuickest(benchmark::State& state, Work work) {
+    constexpr int kTries = 20;
+    using Clock = std::chrono::steady_clock;
+    for (auto _ : state) {
+        Clock::duration quickest = Clock::duration::max();
+        for (int i = 0; i < kTries; ++i) {
+            const Clock::time_point start = Clock::now();
+            if (!work()) {
+                state.SkipWithError("the file was not replaced");
+            }
+            quickest = std::min(quickest, Clock::now() - start);
+        }
+        state.SetIterationTime(std::chrono::duration<double>(quickest).count());
+    }
+}
+
 void readAndReplace(benchmark::State& state) {
     const DataRoot root;
-    for (auto _ : state) {
-        std::string text;
-        platform::readWholeFile(root.folder / "config.lua", text);
-        benchmark::DoNotOptimize(platform::replaceContent(root.folder / "config.lua", text));
-    }
+    const std::filesystem::path path = root.folder / "config.lua";
+    std::string text;
+    measureQuickest(state, [&] { return platform::readWholeFile(path, text) && platform::replaceContent(path, text); });
 }
 
 void readAndRename(benchmark::State& state) {
     const DataRoot root;
-    for (auto _ : state) {
-        std::string text;
-        platform::readWholeFile(root.folder / "config.lua", text);
-        platform::writeWholeFile(root.folder / "config.lua.tmp", text);
-        std::filesystem::rename(root.folder / "config.lua.tmp", root.folder / "config.lua");
-    }
+    const std::filesystem::path path = root.folder / "config.lua";
+    const std::filesystem::path temporary = root.folder / "config.lua.tmp";
+    std::string text;
+    measureQuickest(state, [&] {
+        std::error_code error;
+        const bool written = platform::readWholeFile(path, text) && platform::writeWholeFile(temporary, text);
+        std::filesystem::rename(temporary, path, error);
+        return written && !error;
+    });
 }
 
 void patchConfig(benchmark::State& state) {
     const DataRoot root;
     std::u16string error;
     int slot = 0;
-    for (auto _ : state) {
+    measureQuickest(state, [&] {
         slot = slot % 22 + 1;
-        if (!patchConfigLua(root.folder, slot, 0, {{0, 1}, {2, 3}}, error)) {
-            state.SkipWithError("patching failed");
-        }
-    }
+        return patchConfigLua(root.folder, slot, 0, {{0, 1}, {2, 3}}, error);
+    });
     state.counters["bound"] = 1.5;
 }
 
-// By the wall clock: the disk's time is nobody's CPU time.
-BENCHMARK(readAndReplace)->Name("patch config.lua/baseline")->UseRealTime()->Repetitions(5);
-BENCHMARK(patchConfig)->Name("patch config.lua/ours")->UseRealTime()->Repetitions(5);
-BENCHMARK(readAndRename)->Name("flushed replacement/baseline")->UseRealTime()->Repetitions(5);
-BENCHMARK(readAndReplace)->Name("flushed replacement/ours")->UseRealTime()->Repetitions(5);
+void measured(benchmark::internal::Benchmark* benchmark) {
+    benchmark->UseManualTime()->Iterations(1)->Repetitions(15);
+}
+
+BENCHMARK(readAndReplace)->Name("patch config.lua/baseline")->Apply(measured);
+BENCHMARK(patchConfig)->Name("patch config.lua/ours")->Apply(measured);
+BENCHMARK(readAndRename)->Name("flushed replacement/baseline")->Apply(measured);
+BENCHMARK(readAndReplace)->Name("flushed replacement/ours")->Apply(measured);
 
 }  // namespace
