@@ -71,9 +71,9 @@ bool replaceFile(const std::filesystem::path& source, const std::filesystem::pat
 
 // Gives the file, or the one that a link leads to, new content in one step: whoever opens it, also after a power cut,
 // sees the old bytes or the new ones. They are flushed to the disk in "NAME.<process id>.tmp" beside the file, or with
-// ".<tag>" ahead of ".tmp", which takes the file's place and its permissions (a link's and a file's mode on POSIX).
-// Such files of processes that are gone are removed first. Two writers of one process need different tags. False leaves
-// the file as it was, and no temporary.
+// ".<tag>" ahead of ".tmp", which takes the file's place and on POSIX its mode; on Windows a read-only file is
+// refused. Such files of processes that are gone are removed first. Two writers of one process need different tags.
+// False leaves the file as it was, and no temporary.
 bool replaceContent(const std::filesystem::path& path, std::string_view bytes, std::string_view tag = {},
                     const std::stop_token& stop = {});
 

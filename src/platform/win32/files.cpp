@@ -186,7 +186,11 @@ std::filesystem::path followLinks(const std::filesystem::path& path) {
     return link ? canonicalPath(path).value_or(path) : path;
 }
 
-bool writeThrough(const std::filesystem::path& path, std::string_view bytes, const std::filesystem::path&) {
+bool writeThrough(const std::filesystem::path& path, std::string_view bytes, const std::filesystem::path& model) {
+    const DWORD attributes = GetFileAttributesW(systemPath(model).c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+        return false;
+    }
     UniqueHandle file = openFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS);
     return file && writeAll(file.get(), bytes) && FlushFileBuffers(file.get()) && CloseHandle(file.release());
 }
