@@ -143,6 +143,15 @@ std::string decodeCodePage936(std::string_view bytes) {
     return text;
 }
 
+std::string hexadecimal(std::span<const unsigned char> bytes) {
+    std::string text;
+    for (const unsigned char byte : bytes) {
+        text += "0123456789abcdef"[byte >> 4];
+        text += "0123456789abcdef"[byte & 15];
+    }
+    return text;
+}
+
 std::string toUtf8(std::u16string_view text) {
     std::string bytes;
     bytes.reserve(text.size());

@@ -1,6 +1,7 @@
 // Text encodings.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,14 @@ std::string decodeCodePage936(std::string_view bytes);
 constexpr bool isCodePage936Lead(char byte) {
     return static_cast<unsigned char>(byte) >= 0x81 && static_cast<unsigned char>(byte) <= 0xFE;
 }
+
+// Whether the text holds a NUL, which the system's functions would take for its end.
+constexpr bool holdsNul(std::u16string_view text) {
+    return text.find(u'\0') != text.npos;
+}
+
+// Two lower-case digits for each byte.
+std::string hexadecimal(std::span<const unsigned char> bytes);
 
 // ASCII letters in lower case, all other bytes as they are.
 constexpr char toLowerAscii(char byte) {

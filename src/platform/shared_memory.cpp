@@ -1,5 +1,6 @@
 #include "platform/shared_memory.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace platform {
@@ -19,6 +20,12 @@ SharedMemory& SharedMemory::operator=(SharedMemory&& other) noexcept {
 
 SharedMemory::~SharedMemory() {
     close();
+}
+
+bool isBlockName(std::u16string_view name) {
+    return !name.empty() && std::all_of(name.begin(), name.end(), [](char16_t unit) {
+        return unit > 0x20 && unit < 0x7F && unit != u'/' && unit != u'\\';
+    });
 }
 
 }  // namespace platform

@@ -24,8 +24,8 @@ public:
     SharedMemory& operator=(SharedMemory&& other) noexcept;
     ~SharedMemory();
 
-    // Makes the block, zeroed; one held before is closed first. Returns 0, or the system's error number. `name` is
-    // printable ASCII without blanks and separators, `size` at least 1 byte.
+    // Makes the block, zeroed; one held before is closed first. Returns 0, or the system's error number. It takes a
+    // block's name and a `size` of at least 1 byte.
     std::uint32_t create(const std::u16string& name, std::size_t size);
     // Copies `bytes` to the block's beginning. Returns 0, or the system's error number, one such when
     // `bytes` is longer than the block or nothing is open.
@@ -44,6 +44,9 @@ private:
     std::u16string name_;
     ProcessId user_ = 0;
 };
+
+// Whether a block can have that name: printable ASCII without blanks and separators.
+bool isBlockName(std::u16string_view name);
 
 // Removes the blocks whose name begins with `prefix`, whose creator does not hold them any more, and whose name stands
 // on no running process's command line. Does nothing on Windows, where such blocks are gone by themselves.

@@ -4,16 +4,12 @@
 
 namespace {
 
-constexpr char kHexDigits[] = "0123456789abcdef";
-
 std::string quoted(std::u16string_view text) {
     std::string json = "\"";
     for (const char character : platform::toUtf8(text)) {
         const auto byte = static_cast<unsigned char>(character);
         if (byte < 0x20) {
-            json += "\\u00";
-            json += kHexDigits[byte >> 4];
-            json += kHexDigits[byte & 15];
+            json += "\\u00" + platform::hexadecimal({&byte, 1});
         } else {
             json += character == '"' || character == '\\' ? "\\" : "";
             json += character;
@@ -27,16 +23,6 @@ std::string dotted(const std::array<std::uint8_t, 4>& host) {
     for (const std::uint8_t byte : host) {
         text += text.empty() ? "" : ".";
         text += std::to_string(byte);
-    }
-    return text;
-}
-
-std::string hex(std::string_view bytes) {
-    std::string text;
-    for (const char character : bytes) {
-        const auto byte = static_cast<unsigned char>(character);
-        text += kHexDigits[byte >> 4];
-        text += kHexDigits[byte & 15];
     }
     return text;
 }
@@ -90,7 +76,10 @@ std::string toJson(const Report& report) {
     field("arguments", arguments.empty() ? "[]" : arguments + ']');
     field("compatLayer", quoted(report.compatLayer));
     field("pid", std::to_string(report.pid));
-    field("blockHex", '"' + hex(report.blockBytes) + '"');
+    field("blockHex", '"' +
+                          platform::hexadecimal({reinterpret_cast<const unsigned char*>(report.blockBytes.data()),
+                                                 report.blockBytes.size()}) +
+                          '"');
     return json + "\n}\n";
 }
 

@@ -7,7 +7,7 @@
 namespace platform {
 
 std::optional<std::u16string> environmentVariable(const std::u16string& name, std::size_t bufferUnits) {
-    const char* const bytes = name.find(u'\0') == name.npos ? std::getenv(toUtf8(name).c_str()) : nullptr;
+    const char* const bytes = holdsNul(name) ? nullptr : std::getenv(toUtf8(name).c_str());
     if (bytes == nullptr || *bytes == '\0') {
         return std::nullopt;
     }

@@ -187,9 +187,6 @@ void Process::close() {
 ProcessStartResult startProcess(const ProcessStart& start) {
     ProcessStartResult result;
     result.error = EINVAL;
-    const auto holdsNul = [](const std::u16string& text) {
-        return text.find(u'\0') != text.npos;
-    };
     if (holdsNul(start.executable) || holdsNul(start.commandLine) || holdsNul(start.workingDirectory)) {
         return result;
     }

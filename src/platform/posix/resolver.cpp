@@ -32,7 +32,7 @@ int winsockNumber(int result) {
 
 ResolvedHost resolveHost(const std::u16string& host) {
     ResolvedHost resolved;
-    if (host.find(u'\0') != host.npos) {
+    if (holdsNul(host)) {
         resolved.code = kHostNotFound;
         return resolved;
     }

@@ -1,5 +1,7 @@
 #include "platform/sha256.h"
 
+#include "platform/code_page.h"
+
 #include <array>
 #include <openssl/evp.h>
 
@@ -29,12 +31,7 @@ std::string Sha256::finish() {
     if (!state || !state->good || EVP_DigestFinal_ex(state->context.get(), digest.data(), nullptr) != 1) {
         return {};
     }
-    std::string text;
-    for (const unsigned char byte : digest) {
-        text += "0123456789abcdef"[byte >> 4];
-        text += "0123456789abcdef"[byte & 15];
-    }
-    return text;
+    return hexadecimal(digest);
 }
 
 }  // namespace platform

@@ -4,7 +4,6 @@
 #include "platform/files.h"
 #include "platform/posix/descriptor.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <limits>
@@ -18,10 +17,7 @@ namespace {
 
 // The system's name for the block, or nothing for a name that is not one.
 std::string systemName(const std::u16string& name) {
-    const bool plain = !name.empty() && std::all_of(name.begin(), name.end(), [](char16_t unit) {
-        return unit > 0x20 && unit < 0x7F && unit != u'/' && unit != u'\\';
-    });
-    return plain ? toUtf8(u'/' + name) : std::string();
+    return isBlockName(name) ? toUtf8(u'/' + name) : std::string();
 }
 
 bool isFileSize(std::size_t size) {

@@ -1,5 +1,6 @@
 #include "platform/environment.h"
 
+#include "platform/code_page.h"
 #include "platform/win32/wide_text.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@ namespace platform {
 
 std::optional<std::u16string> environmentVariable(const std::u16string& name, std::size_t bufferUnits) {
     constexpr std::size_t kLongestValue = 32768;
-    if (name.find(u'\0') != name.npos) {
+    if (holdsNul(name)) {
         return std::nullopt;
     }
     std::wstring buffer(std::min(bufferUnits, kLongestValue), L'\0');

@@ -1,5 +1,6 @@
 #include "platform/process.h"
 
+#include "platform/code_page.h"
 #include "platform/files.h"
 #include "platform/win32/handle.h"
 #include "platform/win32/wide_text.h"
@@ -53,9 +54,6 @@ void Process::close() {
 
 ProcessStartResult startProcess(const ProcessStart& start) {
     ProcessStartResult result;
-    const auto holdsNul = [](const std::u16string& text) {
-        return text.find(u'\0') != text.npos;
-    };
     if (holdsNul(start.executable) || holdsNul(start.commandLine) || holdsNul(start.workingDirectory)) {
         result.error = ERROR_INVALID_PARAMETER;
         return result;

@@ -1,5 +1,6 @@
 #include "platform/resolver.h"
 
+#include "platform/code_page.h"
 #include "platform/win32/wide_text.h"
 
 #include <winsock2.h>
@@ -27,7 +28,7 @@ ResolvedHost resolveHost(const std::u16string& host) {
         resolved.code = started;
         return resolved;
     }
-    if (host.find(u'\0') != host.npos) {
+    if (holdsNul(host)) {
         resolved.code = kHostNotFound;
         return resolved;
     }

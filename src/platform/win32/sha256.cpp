@@ -1,5 +1,7 @@
 #include "platform/sha256.h"
 
+#include "platform/code_page.h"
+
 #include <algorithm>
 #include <array>
 #include <windows.h>
@@ -56,12 +58,7 @@ std::string Sha256::finish() {
         BCryptFinishHash(state->hash, digest.data(), static_cast<ULONG>(digest.size()), 0) < 0) {
         return {};
     }
-    std::string text;
-    for (const unsigned char byte : digest) {
-        text += "0123456789abcdef"[byte >> 4];
-        text += "0123456789abcdef"[byte & 15];
-    }
-    return text;
+    return hexadecimal(digest);
 }
 
 }  // namespace platform

@@ -3,7 +3,6 @@
 #include "platform/win32/handle.h"
 #include "platform/win32/wide_text.h"
 
-#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -21,12 +20,6 @@ using View = std::unique_ptr<void, ViewCloser>;
 
 // Beyond half the address space the rounding up to whole pages may wrap.
 constexpr std::size_t kLargestBlock = std::numeric_limits<std::size_t>::max() / 2;
-
-bool isBlockName(const std::u16string& name) {
-    return !name.empty() && std::all_of(name.begin(), name.end(), [](char16_t unit) {
-        return unit > 0x20 && unit < 0x7F && unit != u'/' && unit != u'\\';
-    });
-}
 
 }  // namespace
 
