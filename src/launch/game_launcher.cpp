@@ -27,6 +27,15 @@ constexpr int kWindowLooks = 80;
 constexpr milliseconds kWindowPause{250};
 constexpr std::size_t kLayerBufferUnits = 4096;
 
+std::u16string playerNameFor(const GameLaunchRequest& request) {
+    if (!request.playerName.empty()) {
+        return request.playerName;
+    }
+    return request.slot == 1 ? u"PMPlayer" : u"PMPlayer" + decimalText(request.slot);
+}
+
+}  // namespace
+
 void stopGameByPath(const std::u16string& path) {
     platform::stopProcessesByPath(u"game.exe", path);
 }
@@ -41,15 +50,6 @@ bool createGameProcess(const std::u16string& exePath, const std::u16string& comm
     process = std::move(started.process);
     return true;
 }
-
-std::u16string playerNameFor(const GameLaunchRequest& request) {
-    if (!request.playerName.empty()) {
-        return request.playerName;
-    }
-    return request.slot == 1 ? u"PMPlayer" : u"PMPlayer" + decimalText(request.slot);
-}
-
-}  // namespace
 
 // What the steps find out for each other.
 struct GameLauncher::Plan {

@@ -51,3 +51,10 @@ private:
     std::u16string logRoot_;
     std::u16string lastError_;
 };
+
+// Ends every process called game.exe whose full image path is `path`, letter case ignored. Does not wait for their end.
+void stopGameByPath(const std::u16string& path);
+
+// Starts the game; false leaves "CreateProcess failed, error=" and the system's number in `error`.
+bool createGameProcess(const std::u16string& exePath, const std::u16string& commandLine,
+                       const std::u16string& workingDirectory, platform::Process& process, std::u16string& error);

@@ -98,7 +98,7 @@ LaunchPlan planLaunch(const RoomInfo& room, const QString& userName, const Launc
     request.mapScriptPath = map == nullptr ? std::u16string() : wideText(map->oFilePath.native());
     request.slot = room.gameSlot;
     request.userId = room.gameUserId;
-    request.playerName = (userName.isEmpty() ? QStringLiteral("PMPlayer") : userName).toStdU16String();
+    request.playerName = userName.toStdU16String();
     request.sessionId = static_cast<std::uint32_t>(room.sessionId);
     request.restartExisting = defaults.compatibilityMode;
     request.patchGameSetting = false;

@@ -96,7 +96,7 @@ private Q_SLOTS:
 
     void cleanup() {
         lock.reset();
-        platform::stopProcessesByPath(u"game.exe", root->at("core/game.exe"));
+        stopGameByPath(root->at("core/game.exe"));
     }
 
     void gameSetting() {
