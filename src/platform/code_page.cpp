@@ -3,6 +3,7 @@
 #include "platform/code_page_pairs.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -13,35 +14,13 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-struct Sequence {
-    char32_t point = kReplacement;
-    std::size_t length = 1;
-};
-
 // The well-formed sequences of the Unicode Standard, table 3-7: no overlong forms, no surrogates.
-Sequence sequenceAt(std::string_view bytes, std::size_t position) {
-    const auto lead = static_cast<std::uint8_t>(bytes[position]);
-    if (lead < 0x80) {
-        return {lead, 1};
-    }
-    const std::size_t length = lead >= 0xC2 && lead <= 0xDF ? 2
-                               : (lead & 0xF0) == 0xE0      ? 3
-                               : (lead & 0xF8) == 0xF0      ? 4
-                                                            : 0;
-    if (length == 0 || bytes.size() - position < length) {
-        return {};
-    }
-    char32_t point = lead & (0x7FU >> length);
-    for (std::size_t i = 1; i < length; ++i) {
-        const auto byte = static_cast<std::uint8_t>(bytes[position + i]);
-        if ((byte & 0xC0) != 0x80) {
-            return {};
-        }
-        point = point << 6 | (byte & 0x3FU);
-    }
-    const bool overlong = (length == 3 && point < 0x800) || (length == 4 && point < 0x10000);
+Utf8Sequence wellFormedAt(std::string_view bytes, std::size_t offset) {
+    constexpr std::array<char32_t, 5> kLeastOfLength{0, 0, 0x80, 0x800, 0x10000};
+    const Utf8Sequence sequence = utf8SequenceAt(bytes, offset);
+    const auto [point, length] = sequence;
     const bool surrogate = point >= 0xD800 && point <= 0xDFFF;
-    return overlong || surrogate || point > 0x10FFFF ? Sequence{} : Sequence{point, length};
+    return point < kLeastOfLength[length] || surrogate || point > 0x10FFFF ? Utf8Sequence{} : sequence;
 }
 
 // What stands for a byte and the one behind it, at `first << 8 | second`: up to three bytes of UTF-8, and how many.
@@ -87,6 +66,26 @@ void decodeOne(const std::vector<ShortText>& table, const char*& in, unsigned ch
 }
 
 }  // namespace
+
+Utf8Sequence utf8SequenceAt(std::string_view bytes, std::size_t offset) {
+    const auto lead = static_cast<std::uint8_t>(bytes[offset]);
+    if (lead < 0x80) {
+        return {lead, 1};
+    }
+    const std::size_t length = (lead & 0xE0) == 0xC0 ? 2 : (lead & 0xF0) == 0xE0 ? 3 : (lead & 0xF8) == 0xF0 ? 4 : 0;
+    if (length == 0 || bytes.size() - offset < length) {
+        return {};
+    }
+    char32_t point = lead & (0x7FU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        const auto byte = static_cast<std::uint8_t>(bytes[offset + i]);
+        if ((byte & 0xC0) != 0x80) {
+            return {};
+        }
+        point = point << 6 | (byte & 0x3FU);
+    }
+    return {point, length};
+}
 
 void appendUtf8(std::string& bytes, char32_t point) {
     const auto continuation = [point](unsigned shift) {
@@ -175,7 +174,7 @@ std::u16string fromUtf8(std::string_view bytes) {
     std::u16string text;
     text.reserve(bytes.size());
     for (std::size_t i = 0; i < bytes.size();) {
-        const auto [point, length] = sequenceAt(bytes, i);
+        const auto [point, length] = wellFormedAt(bytes, i);
         if (point < 0x10000) {
             text += static_cast<char16_t>(point);
         } else {

@@ -13,6 +13,16 @@ std::string toUtf8(std::u16string_view text);
 // UTF-8 to UTF-16; each byte that begins no valid sequence becomes one U+FFFD.
 std::u16string fromUtf8(std::string_view bytes);
 
+// A code point and how many bytes it takes.
+struct Utf8Sequence {
+    char32_t point = 0xFFFD;
+    std::size_t length = 1;
+};
+
+// The sequence at `offset`, which is inside the text. Lenient: overlong forms, surrogates and points above U+10FFFF
+// pass. U+FFFD of one byte where none begins.
+Utf8Sequence utf8SequenceAt(std::string_view bytes, std::size_t offset);
+
 // Adds the code point, at most U+10FFFF.
 void appendUtf8(std::string& bytes, char32_t point);
 

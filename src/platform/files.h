@@ -45,10 +45,10 @@ struct FileStatus {
 std::optional<FileStatus> fileStatus(const std::filesystem::path& path);
 
 // Reads the whole file as bytes, in pieces; others may read and replace it meanwhile. False when the file cannot be
-// opened or holds more than `limit` bytes; `bytes` is then empty. A read error in the middle ends the reading: what was
-// read is kept and the result is true.
+// opened or holds more than `limit` bytes; `bytes` is then empty. A read error or a request to stop in the middle ends
+// the reading: what was read is kept and the result is true.
 bool readWholeFile(const std::filesystem::path& path, std::string& bytes,
-                   std::uint64_t limit = std::numeric_limits<std::uint64_t>::max());
+                   std::uint64_t limit = std::numeric_limits<std::uint64_t>::max(), const std::stop_token& stop = {});
 
 // Hands the file's bytes to `take`, block by block, until the end or until `take` returns false. True when the whole
 // file was read and taken; a read error is a failure here.

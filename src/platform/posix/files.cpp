@@ -107,7 +107,8 @@ std::optional<FileStatus> fileStatus(const std::filesystem::path& path) {
     return FileStatus{S_ISDIR(status.st_mode), S_ISREG(status.st_mode), status.st_size, ticksOf(status.st_mtim)};
 }
 
-bool readWholeFile(const std::filesystem::path& path, std::string& bytes, std::uint64_t limit) {
+bool readWholeFile(const std::filesystem::path& path, std::string& bytes, std::uint64_t limit,
+                   const std::stop_token& stop) {
     bytes.clear();
     const Descriptor file = openRegularFile(path, O_RDONLY);
     if (!file.isOpen()) {
@@ -124,7 +125,7 @@ bool readWholeFile(const std::filesystem::path& path, std::string& bytes, std::u
     readBlocks(file, [&](std::string_view block) {
         fits = block.size() <= limit - bytes.size();
         bytes.append(fits ? block : std::string_view());
-        return fits;
+        return fits && !stop.stop_requested();
     });
     if (!fits) {
         bytes.clear();

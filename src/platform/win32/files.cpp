@@ -152,17 +152,20 @@ std::optional<FileStatus> fileStatus(const std::filesystem::path& path) {
                       behind.ftLastWriteTime);
 }
 
-bool readWholeFile(const std::filesystem::path& path, std::string& bytes, std::uint64_t limit) {
+bool readWholeFile(const std::filesystem::path& path, std::string& bytes, std::uint64_t limit,
+                   const std::stop_token& stop) {
     bytes.clear();
     const UniqueHandle file = openForReading(path);
-    if (!file) {
+    LARGE_INTEGER size{};
+    if (!file || !GetFileSizeEx(file.get(), &size) || static_cast<std::uint64_t>(size.QuadPart) > limit) {
         return false;
     }
+    bytes.reserve(static_cast<std::size_t>(size.QuadPart));
     bool fits = true;
     readBlocks(file.get(), [&](std::string_view block) {
         fits = block.size() <= limit - bytes.size();
         bytes.append(fits ? block : std::string_view());
-        return fits;
+        return fits && !stop.stop_requested();
     });
     if (!fits) {
         bytes.clear();
