@@ -2,7 +2,7 @@
 // cache; and map files made to hurt, against an ordinary one of the same size.
 #include "mapgen/map_writer.h"
 #include "maps/catalog.h"
-#include "maps/fingerprint.h"
+#include "maps/map_files.h"
 #include "maps/map_script.h"
 #include "platform/files.h"
 

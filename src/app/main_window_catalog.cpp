@@ -2,8 +2,7 @@
 #include "app/main_window.h"
 #include "lobby/lobby_client.h"
 #include "maps/catalog.h"
-#include "maps/fingerprint.h"
-#include "maps/map_finders.h"
+#include "maps/map_records.h"
 #include "room/map_gate.h"
 
 #include <QLabel>

@@ -1,6 +1,7 @@
 #include "maps/cache_fields.h"
 
-#include "maps/map_script.h"
+#include "maps/map_records.h"
+#include "maps/map_text.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -57,7 +58,7 @@ std::optional<MapSlot> decodeSlot(const std::vector<std::string_view>& items) {
 // Splits "key<separator>rest" pieces and hands the decoded key and the rest to `take`.
 template<typename Take>
 void forEachEntry(std::string_view field, char separator, Take take) {
-    for (const std::string_view piece : splitPieces(field, ';')) {
+    for (const std::string_view piece : splitPieces(field, ";")) {
         const std::size_t cut = piece.find(separator);
         if (cut != piece.npos) {
             take(hexDecode(piece.substr(0, cut)), piece.substr(cut + 1));
@@ -129,7 +130,7 @@ std::string encodeHexList(const std::vector<std::string>& items) {
 std::vector<std::string> decodeHexList(std::string_view field) {
     std::vector<std::string> items;
     if (!field.empty()) {
-        for (const std::string_view piece : splitPieces(field, ',')) {
+        for (const std::string_view piece : splitPieces(field, ",")) {
             items.push_back(hexDecode(piece));
         }
     }
@@ -149,8 +150,8 @@ std::optional<std::vector<MapSlot>> decodeSlots(std::string_view field) {
     if (field.empty()) {
         return slots;
     }
-    for (const std::string_view piece : splitPieces(field, ';')) {
-        const std::vector<std::string_view> items = splitPieces(piece, ',');
+    for (const std::string_view piece : splitPieces(field, ";")) {
+        const std::vector<std::string_view> items = splitPieces(piece, ",");
         if (items.size() != 6 && items.size() != 7) {
             continue;
         }
@@ -202,18 +203,6 @@ std::optional<std::int32_t> decodeCount(std::string_view field) {
         return std::nullopt;
     }
     return static_cast<std::int32_t>(*number);
-}
-
-std::vector<std::string_view> splitPieces(std::string_view text, char separator) {
-    std::vector<std::string_view> pieces;
-    for (std::size_t begin = 0;;) {
-        const std::size_t end = text.find(separator, begin);
-        pieces.push_back(text.substr(begin, end - begin));
-        if (end == text.npos) {
-            return pieces;
-        }
-        begin = end + 1;
-    }
 }
 
 }  // namespace NetPlay

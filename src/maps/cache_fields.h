@@ -44,7 +44,4 @@ std::optional<std::int64_t> decodeSigned(std::string_view field);
 std::optional<std::uint64_t> decodeUnsigned(std::string_view field);
 std::optional<std::int32_t> decodeCount(std::string_view field);
 
-// The pieces between the separators, empty ones too. An empty text is one empty piece.
-std::vector<std::string_view> splitPieces(std::string_view text, char separator);
-
 }  // namespace NetPlay

@@ -1,6 +1,5 @@
 #include "maps/catalog.h"
 
-#include "maps/fingerprint.h"
 #include "maps/map_files.h"
 #include "maps/map_records.h"
 #include "maps/map_script.h"
@@ -10,31 +9,33 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <future>
 #include <optional>
 #include <set>
-#include <system_error>
 #include <thread>
 
 namespace NetPlay {
 
 namespace {
 
-// What the disk says of a map's files beside what is in its record, and what becomes of its line.
-struct FileStamps {
-    std::int64_t mapFile = 0;
-    std::int64_t oFile = 0;
+// A map's record, what the disk says of its files beside that, and what becomes of its line in the cache.
+struct LoadedMap {
+    MapInfo map;
+    std::int64_t mapFileStamp = 0;
+    std::int64_t oFileStamp = 0;
+    enum class Line { none, reused, fresh } line = Line::none;
 };
-enum class Line { none, reused, fresh };
 
-MapCacheEntry makeLine(const MapInfo& map, const FileStamps& stamps) {
+MapCacheEntry makeLine(const LoadedMap& loaded) {
+    const MapInfo& map = loaded.map;
     MapCacheEntry line;
     line.name = map.name;
     line.mapFilePathText = platform::pathToUtf8(map.mapFilePath);
     line.mapFileSize = static_cast<std::uint64_t>(map.mapFileSize);
-    line.mapFileStamp = stamps.mapFile;
+    line.mapFileStamp = loaded.mapFileStamp;
     line.oFilePathText = platform::pathToUtf8(map.oFilePath);
     line.oFileSize = static_cast<std::uint64_t>(map.oFileSize);
-    line.oFileStamp = stamps.oFile;
+    line.oFileStamp = loaded.oFileStamp;
     line.mapFileHash = map.mapFileHash;
     line.oFileHash = map.oFileHash;
     line.fingerprint = map.fingerprint;
@@ -42,24 +43,37 @@ MapCacheEntry makeLine(const MapInfo& map, const FileStamps& stamps) {
     return line;
 }
 
-// Takes over the map's line in the cache, if both files are as it says. A cache that may be changed is emptied of it.
-template<typename Cache>
-bool reuseLine(Cache& cache, const FileStamps& stamps, MapInfo& map) {
+// Moves the map's line out of the cache and into its record, if both files are as it says.
+bool reuseLine(MapCatalogCache& cache, LoadedMap& loaded) {
+    MapInfo& map = loaded.map;
     const std::string mapFileText = platform::pathToUtf8(map.mapFilePath);
     const auto found = cache.find(cacheKey(map.name, mapFileText));
     if (found == cache.end()) {
         return false;
     }
-    auto& entry = found->second;
-    if (entry.mapFilePathText != mapFileText || entry.mapFileStamp != stamps.mapFile ||
+    MapCacheEntry& entry = found->second;
+    if (entry.mapFilePathText != mapFileText || entry.mapFileStamp != loaded.mapFileStamp ||
         entry.mapFileSize != static_cast<std::uint64_t>(map.mapFileSize) ||
-        entry.oFilePathText != platform::pathToUtf8(map.oFilePath) || entry.oFileStamp != stamps.oFile ||
+        entry.oFilePathText != platform::pathToUtf8(map.oFilePath) || entry.oFileStamp != loaded.oFileStamp ||
         entry.oFileSize != static_cast<std::uint64_t>(map.oFileSize) || !isUsable(entry)) {
         return false;
     }
     takeFingerprint(entry, map);
     takeParsedFields(std::move(entry), map);
     return true;
+}
+
+// "sha256:", the digest of the .map file, ":", the digest of the .o file. Digests that the record has are not computed
+// anew, but one alone is. Without both, no fingerprint is set.
+void setFingerprint(MapInfo& map, const std::stop_token& stop) {
+    if (map.mapFileHash.empty() || map.oFileHash.empty()) {
+        map.mapFileHash = sha256File(map.mapFilePath, stop);
+        map.oFileHash = sha256File(map.oFilePath, stop);
+    }
+    if (!map.mapFileHash.empty() && !map.oFileHash.empty()) {
+        map.fingerprintAlgo = kFingerprintAlgo;
+        map.fingerprint = "sha256:" + map.mapFileHash + ":" + map.oFileHash;
+    }
 }
 
 bool parseLogged(MapInfo& map, const std::stop_token& stop) {
@@ -73,29 +87,29 @@ bool parseLogged(MapInfo& map, const std::stop_token& stop) {
 }
 
 // A record that the cache has no room for keeps its title and counts: a catalog of such maps must fit the memory too.
-bool fitsCache(MapInfo& map, const FileStamps& stamps) {
-    if (CatalogCacheText().add(makeLine(map, stamps))) {
+bool fitsCache(LoadedMap& loaded) {
+    if (CatalogCacheText().add(makeLine(loaded))) {
         return true;
     }
+    MapInfo& map = loaded.map;
     qWarning("map %s: too much for the cache", map.name.c_str());
-    map.slots.clear();
-    map.slots.shrink_to_fit();
-    map.sides.clear();
-    map.optionIds.clear();
-    map.optionValues.clear();
-    map.optionLabels.clear();
+    MapCacheEntry kept;
+    kept.displayName = std::move(map.displayName);
+    kept.maxPlayers = map.maxPlayers;
+    kept.slotCount = map.slotCount;
+    takeParsedFields(std::move(kept), map);
     return false;
 }
 
-// loadMapEntry, but for the making of the line.
-template<typename Cache>
-bool loadRecord(const std::filesystem::path& folder, const std::string& name, Cache* cache, bool computeFingerprint,
-                const std::stop_token& stop, MapInfo& map, FileStamps& stamps, Line& line) {
+// loadMapEntry, but for the making of the line. Empty where that gives false.
+std::optional<LoadedMap> loadMap(const std::filesystem::path& folder, const std::string& name, MapCatalogCache* cache,
+                                 bool computeFingerprint, const std::stop_token& stop) {
     const auto folderStatus = platform::fileStatus(folder);
     if (!folderStatus) {
-        return false;
+        return std::nullopt;
     }
-    map = MapInfo();
+    std::optional<LoadedMap> loaded(std::in_place);
+    MapInfo& map = loaded->map;
     map.name = name;
     map.folderPath = folder;
     platform::FileStatus mapFile;
@@ -103,70 +117,59 @@ bool loadRecord(const std::filesystem::path& folder, const std::string& name, Ca
     map.mapFilePath = locateMapFile(folder, name, ".map", &mapFile);
     map.oFilePath = locateMapFile(folder, name, ".o", &oFile);
     if (map.mapFilePath.empty() && map.oFilePath.empty()) {
-        return false;
+        return std::nullopt;
     }
     const bool complete = !map.mapFilePath.empty() && !map.oFilePath.empty();
     map.mapFileSize = mapFile.size;
     map.oFileSize = oFile.size;
     map.lastModified = lastModifiedTicks(folderStatus, mapFile, oFile);
-    stamps = {fileWriteStamp(mapFile), fileWriteStamp(oFile)};
+    loaded->mapFileStamp = fileWriteStamp(mapFile);
+    loaded->oFileStamp = fileWriteStamp(oFile);
 
-    const bool reused = cache != nullptr && complete && reuseLine(*cache, stamps, map);
+    const bool reused = cache != nullptr && complete && reuseLine(*cache, *loaded);
     if (computeFingerprint && complete) {
         setFingerprint(map, stop);
     }
     const bool parsed = reused || map.mapFilePath.empty() || parseLogged(map, stop);
     if (stop.stop_requested()) {
-        return false;
+        return std::nullopt;
     }
     map.maxPlayers = map.maxPlayers < 1 ? 6 : map.maxPlayers;
     map.slotCount = map.slotCount < 1 ? map.maxPlayers : map.slotCount;
     if (map.displayName.empty()) {
         map.displayName = deriveDisplayName(name, folder);
     }
-    const bool fits = reused || fitsCache(map, stamps);
-    line = reused ? Line::reused : complete && parsed && fits ? Line::fresh : Line::none;
-    return true;
+    if (reused) {
+        loaded->line = LoadedMap::Line::reused;
+    } else if (fitsCache(*loaded) && complete && parsed) {
+        loaded->line = LoadedMap::Line::fresh;
+    }
+    return loaded;
 }
 
 // What one folder of the root gave.
 struct ScannedFolder {
-    std::optional<MapInfo> map;
-    FileStamps stamps;
-    Line line = Line::none;
-    std::exception_ptr error;
+    std::optional<LoadedMap> loaded;
+    bool isUnknown = false;  // what the cache says of it may still be true
 };
 
+// One map must not take the others with it.
 ScannedFolder scanFolder(const std::filesystem::path& folder, const std::string& name, MapCatalogCache& cache,
                          const std::stop_token& stop) {
-    ScannedFolder scanned;
     try {
-        MapInfo map;
-        if (loadRecord(folder, name, &cache, false, stop, map, scanned.stamps, scanned.line)) {
-            scanned.map = std::move(map);
-        }
-    } catch (...) {
-        scanned.error = std::current_exception();  // all else may throw again, on a thread where nobody catches it
-    }
-    return scanned;
-}
-
-// One map must not take the others with it. True when nothing is known of its folder: what the cache says of it may
-// still be true.
-bool settleError(ScannedFolder& scanned, const std::filesystem::path& folder, const std::string& name) {
-    try {
-        std::rethrow_exception(scanned.error);
+        return {loadMap(folder, name, &cache, false, stop), false};
     } catch (const std::filesystem::filesystem_error& error) {
         qWarning("map %s: %s", name.c_str(), error.what());
-        return true;
+        return {std::nullopt, true};
     } catch (const std::exception& error) {
         // Out of memory, say.
         qWarning("map %s: %s", name.c_str(), error.what());
-        scanned.map.emplace();
-        scanned.map->name = name;
-        scanned.map->folderPath = folder;
-        scanned.map->displayName = deriveDisplayName(name, folder);
-        return false;
+        ScannedFolder scanned;
+        MapInfo& map = scanned.loaded.emplace().map;
+        map.name = name;
+        map.folderPath = folder;
+        map.displayName = deriveDisplayName(name, folder);
+        return scanned;
     }
 }
 
@@ -186,56 +189,68 @@ std::optional<std::vector<std::string>> folderNames(const std::filesystem::path&
     return names;
 }
 
-// Calls `work` with each number below `count`, on all cores, until a stop is requested. The first exception of a call
-// is thrown again here, once no call is running.
+// Calls `work` with each number below `count`, on all cores, until a stop is requested. An exception of a call is
+// thrown again here, once no call is running.
 template<typename Work>
 void forEachOnAllCores(std::size_t count, const std::stop_token& stop, Work work) {
     std::atomic<std::size_t> next = 0;
-    std::atomic<bool> failed = false;
-    std::exception_ptr error;
     const auto loop = [&] {
-        try {
-            for (std::size_t i = next++; i < count && !failed && !stop.stop_requested(); i = next++) {
-                work(i);
-            }
-        } catch (...) {
-            if (!failed.exchange(true)) {
-                error = std::current_exception();
-            }
+        for (std::size_t i = next++; i < count && !stop.stop_requested(); i = next++) {
+            work(i);
         }
     };
-    {
-        std::vector<std::jthread> helpers;
-        try {
-            const std::size_t threads = std::min<std::size_t>(std::thread::hardware_concurrency(), count);
-            while (helpers.size() + 1 < threads) {
-                helpers.emplace_back(loop);
-            }
-        } catch (const std::system_error&) {
-            // As many as there are: this thread alone does it too.
-        }
-        loop();
+    const std::size_t threads = std::min<std::size_t>(std::thread::hardware_concurrency(), count);
+    std::vector<std::future<void>> helpers;
+    while (helpers.size() + 1 < threads) {
+        // Deferred where no thread is to be had: this one does it all.
+        helpers.push_back(std::async(std::launch::async | std::launch::deferred, loop));
     }
-    if (error) {
-        std::rethrow_exception(error);
+    loop();
+    for (std::future<void>& helper : helpers) {
+        helper.get();
     }
 }
 
 }  // namespace
 
 bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, MapInfo& map,
-                  const std::filesystem::path&, const MapCatalogCache* cache, MapCatalogCache* updated,
+                  const std::filesystem::path&, MapCatalogCache* cache, MapCatalogCache* updated,
                   bool computeFingerprint, const std::stop_token& stop) {
-    FileStamps stamps;
-    Line line = Line::none;
-    if (!loadRecord(folder, name, cache, computeFingerprint, stop, map, stamps, line)) {
+    auto loaded = loadMap(folder, name, cache, computeFingerprint, stop);
+    if (!loaded) {
         return false;
     }
-    if (updated != nullptr && line != Line::none) {
-        MapCacheEntry entry = makeLine(map, stamps);
+    if (updated != nullptr && loaded->line != LoadedMap::Line::none) {
+        MapCacheEntry entry = makeLine(*loaded);
         std::string key = cacheKey(entry.name, entry.mapFilePathText);
         (*updated)[std::move(key)] = std::move(entry);
     }
+    map = std::move(loaded->map);
+    return true;
+}
+
+bool computeMapFingerprint(MapInfo& map, const std::filesystem::path& cacheDir, const std::stop_token& stop) {
+    if (hasFingerprint(map)) {
+        map.fingerprintAlgo = kFingerprintAlgo;
+        return true;
+    }
+    if (map.folderPath.empty() || map.name.empty()) {
+        return false;
+    }
+    MapCatalogCache cache = readCatalogCache(cacheDir);
+    MapCatalogCache updated = cache;
+    MapInfo fresh;
+    try {
+        if (!loadMapEntry(map.folderPath, map.name, fresh, cacheDir, &cache, &updated, true, stop) ||
+            !hasFingerprint(fresh)) {
+            return false;
+        }
+    } catch (const std::filesystem::filesystem_error& error) {
+        qWarning("map %s: %s", map.name.c_str(), error.what());
+        return false;
+    }
+    map = std::move(fresh);
+    writeCatalogCache(cacheDir, updated);
     return true;
 }
 
@@ -248,28 +263,30 @@ std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const 
     bool unchanged = false;
     MapCatalogCache cache = readCatalogCache(cacheDir, &unchanged);
     std::vector<ScannedFolder> folders(names->size());
-    const auto pathOf = [&](std::size_t i) {
-        return mapRoot / platform::pathFromUtf8((*names)[i]);
-    };
-    forEachOnAllCores(names->size(), stop,
-                      [&](std::size_t i) { folders[i] = scanFolder(pathOf(i), (*names)[i], cache, stop); });
+    forEachOnAllCores(names->size(), stop, [&](std::size_t i) {
+        const std::string& name = (*names)[i];
+        folders[i] = scanFolder(mapRoot / platform::pathFromUtf8(name), name, cache, stop);
+    });
     if (stop.stop_requested()) {
         return {};
     }
-    std::set<std::string> unknown;  // of these, the lines stay
+    std::set<std::string> unknown;
     std::size_t reused = 0;
     for (std::size_t i = 0; i < folders.size(); ++i) {
-        if (folders[i].error && settleError(folders[i], pathOf(i), (*names)[i])) {
+        const auto line = folders[i].loaded ? folders[i].loaded->line : LoadedMap::Line::none;
+        unchanged = unchanged && line != LoadedMap::Line::fresh;
+        reused += line == LoadedMap::Line::reused ? 1 : 0;
+        if (folders[i].isUnknown) {
             unknown.insert((*names)[i]);
         }
-        unchanged = unchanged && folders[i].line != Line::fresh;
-        reused += folders[i].line == Line::reused ? 1 : 0;
     }
     if (!cacheDir.empty() && (!unchanged || reused != cache.size())) {
         CatalogCacheText text;
         bool whole = true;
-        for (const ScannedFolder& folder : folders) {
-            whole = (folder.line == Line::none || text.add(makeLine(*folder.map, folder.stamps))) && whole;
+        for (const auto& [loaded, isUnknown] : folders) {
+            if (loaded && loaded->line != LoadedMap::Line::none) {
+                whole = text.add(makeLine(*loaded)) && whole;
+            }
         }
         for (const auto& [key, entry] : cache) {
             whole = (unknown.count(entry.name) == 0 || text.add(entry)) && whole;
@@ -282,8 +299,8 @@ std::vector<MapInfo> scanMapCatalog(const std::filesystem::path& mapRoot, const 
     std::vector<MapInfo> maps;
     maps.reserve(folders.size());
     for (ScannedFolder& folder : folders) {
-        if (folder.map) {
-            maps.push_back(std::move(*folder.map));
+        if (folder.loaded) {
+            maps.push_back(std::move(folder.loaded->map));
         }
     }
     return maps;

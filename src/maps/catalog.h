@@ -13,13 +13,19 @@ namespace NetPlay {
 
 // Builds the record of one map folder: from its cache line while both files are unchanged, otherwise by parsing. False
 // when the folder does not exist or holds neither file. With `computeFingerprint` both digests are made sure of. A
-// complete map's line goes to `updated`; `cache` and `updated` may be null. A map whose script cannot be read, or has
-// too much for the cache, is listed with what is known, gets no line, and leaves one warning in the log. False, too,
-// when a stop is requested meanwhile; then nothing goes to `updated`. Throws std::filesystem::filesystem_error when the
-// folder cannot be listed to its end.
+// complete map's line is moved out of `cache` and goes to `updated`; both may be null. A map whose script cannot be
+// read, or has too much for the cache, is listed with what is known, gets no line, and leaves one warning in the log.
+// False, too, when a stop is requested meanwhile; then nothing goes to `updated`. Throws
+// std::filesystem::filesystem_error when the folder cannot be listed to its end.
 bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, MapInfo& map,
-                  const std::filesystem::path& cacheDir, const MapCatalogCache* cache, MapCatalogCache* updated,
+                  const std::filesystem::path& cacheDir, MapCatalogCache* cache, MapCatalogCache* updated,
                   bool computeFingerprint, const std::stop_token& stop = {});
+
+// Makes sure that `map` carries a fingerprint, taking it from the cache or hashing the files, and writes it to the
+// cache. True when the record has it at the end; otherwise the record is as it was. A record that already has one is
+// believed. For any thread; takes seconds for a large map. When a stop is requested meanwhile, it soon gives false and
+// leaves the record and the cache as they were.
+bool computeMapFingerprint(MapInfo& map, const std::filesystem::path& cacheDir, const std::stop_token& stop = {});
 
 // All maps of the root, sorted by lower-cased name, checked against the disk on all cores. Rewrites the cache at the
 // end, if that changes it. A root that is missing or cannot be listed to its end gives an empty list and leaves the

@@ -3,13 +3,13 @@
 #include "maps/cache_fields.h"
 #include "maps/map_files.h"
 #include "maps/map_records.h"
-#include "platform/process.h"
+#include "maps/map_text.h"
+#include "platform/clock.h"
 
 #include <QtGlobal>
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 
 namespace NetPlay {
 
@@ -23,84 +23,69 @@ std::size_t countSeparators(std::string_view text) {
         std::count_if(text.begin(), text.end(), [](char c) { return c == ',' || c == ';' || c == '\t' || c == '\n'; }));
 }
 
-// Fields 0 to 9.
-bool decodeFileFields(const std::vector<std::string_view>& fields, MapCacheEntry& entry) {
-    const auto mapFileSize = decodeUnsigned(fields[2]);
-    const auto mapFileStamp = decodeSigned(fields[3]);
-    const auto oFileSize = decodeUnsigned(fields[5]);
-    const auto oFileStamp = decodeSigned(fields[6]);
-    if (!mapFileSize || !mapFileStamp || !oFileSize || !oFileStamp) {
+// False, and the field is 0 or empty, where nothing could be decoded.
+template<typename Value>
+bool take(std::optional<Value> decoded, Value& field) {
+    field = std::move(decoded).value_or(Value());
+    return decoded.has_value();
+}
+
+bool decodeLine(std::string_view line, MapCacheEntry& entry) {
+    const std::vector<std::string_view> fields = splitPieces(line, "\t");
+    const bool isOldForm = fields.size() == 12;
+    if (!isOldForm && fields.size() != 20 && fields.size() != 21) {
         return false;
     }
     entry.name = unescapeCacheField(fields[0]);
     entry.mapFilePathText = unescapeCacheField(fields[1]);
-    entry.mapFileSize = *mapFileSize;
-    entry.mapFileStamp = *mapFileStamp;
     entry.oFilePathText = unescapeCacheField(fields[4]);
-    entry.oFileSize = *oFileSize;
-    entry.oFileStamp = *oFileStamp;
     entry.mapFileHash = unescapeCacheField(fields[7]);
     entry.oFileHash = unescapeCacheField(fields[8]);
     entry.fingerprint = unescapeCacheField(fields[9]);
-    return true;
-}
-
-// Fields 12 to 19.
-bool decodeParsedFields(const std::vector<std::string_view>& fields, MapCacheEntry& entry) {
-    const auto maxPlayers = decodeCount(fields[13]);
-    const auto slotCount = decodeCount(fields[14]);
-    auto slots = decodeSlots(fields[15]);
-    if (!maxPlayers || !slotCount || !slots) {
+    if (entry.name.empty() || !take(decodeUnsigned(fields[2]), entry.mapFileSize) ||
+        !take(decodeSigned(fields[3]), entry.mapFileStamp) || !take(decodeUnsigned(fields[5]), entry.oFileSize) ||
+        !take(decodeSigned(fields[6]), entry.oFileStamp)) {
         return false;
     }
+    if (isOldForm) {
+        return true;
+    }
     entry.displayName = hexDecode(fields[12]);
-    entry.maxPlayers = *maxPlayers;
-    entry.slotCount = *slotCount;
-    entry.slots = std::move(*slots);
     entry.sides = decodeHexList(fields[16]);
     entry.optionIds = decodeHexList(fields[17]);
     entry.optionValues = decodeOptionValues(fields[18]);
     entry.optionLabels = decodeOptionLabels(fields[19]);
-    return true;
-}
-
-bool decodeLine(std::string_view line, MapCacheEntry& entry) {
-    const std::vector<std::string_view> fields = splitPieces(line, '\t');
-    const bool oldForm = fields.size() == 12;
-    if (!oldForm && fields.size() != 20 && fields.size() != 21) {
-        return false;
-    }
-    return decodeFileFields(fields, entry) && (oldForm || decodeParsedFields(fields, entry)) && !entry.name.empty();
+    return take(decodeCount(fields[13]), entry.maxPlayers) && take(decodeCount(fields[14]), entry.slotCount) &&
+           take(decodeSlots(fields[15]), entry.slots);
 }
 
 void appendLine(std::string& text, const MapCacheEntry& entry) {
-    const auto field = [&text](const std::string& encoded) {
-        text += encoded;
-        text += '\t';
-    };
     // A line that begins with "#" would be a comment; readers take the escaped one for itself.
     text += entry.name.starts_with('#') ? "\\" : "";
-    field(escapeCacheField(entry.name));
-    field(escapeCacheField(entry.mapFilePathText));
-    field(std::to_string(entry.mapFileSize));
-    field(std::to_string(entry.mapFileStamp));
-    field(escapeCacheField(entry.oFilePathText));
-    field(std::to_string(entry.oFileSize));
-    field(std::to_string(entry.oFileStamp));
-    field(escapeCacheField(entry.mapFileHash));
-    field(escapeCacheField(entry.oFileHash));
-    field(escapeCacheField(entry.fingerprint));
-    field({});
-    field({});
-    field(hexEncode(entry.displayName));
-    field(std::to_string(entry.maxPlayers));
-    field(std::to_string(entry.slotCount));
-    field(encodeSlots(entry.slots));
-    field(encodeHexList(entry.sides));
-    field(encodeHexList(entry.optionIds));
-    field(encodeOptionValues(entry.optionValues));
-    text += encodeOptionLabels(entry.optionLabels);
-    text += '\n';
+    for (const std::string& field : {escapeCacheField(entry.name),
+                                     escapeCacheField(entry.mapFilePathText),
+                                     std::to_string(entry.mapFileSize),
+                                     std::to_string(entry.mapFileStamp),
+                                     escapeCacheField(entry.oFilePathText),
+                                     std::to_string(entry.oFileSize),
+                                     std::to_string(entry.oFileStamp),
+                                     escapeCacheField(entry.mapFileHash),
+                                     escapeCacheField(entry.oFileHash),
+                                     escapeCacheField(entry.fingerprint),
+                                     std::string(),
+                                     std::string(),
+                                     hexEncode(entry.displayName),
+                                     std::to_string(entry.maxPlayers),
+                                     std::to_string(entry.slotCount),
+                                     encodeSlots(entry.slots),
+                                     encodeHexList(entry.sides),
+                                     encodeHexList(entry.optionIds),
+                                     encodeOptionValues(entry.optionValues),
+                                     encodeOptionLabels(entry.optionLabels)}) {
+        text += field;
+        text += '\t';
+    }
+    text.back() = '\n';
 }
 
 bool isDirectlyBelow(const std::filesystem::path& folder, const std::filesystem::path& mapRoot) {
@@ -108,19 +93,6 @@ bool isDirectlyBelow(const std::filesystem::path& folder, const std::filesystem:
     std::error_code error;
     return parent == mapRoot || parent.lexically_normal() == (mapRoot / "").lexically_normal().parent_path() ||
            std::filesystem::equivalent(parent, mapRoot, error);
-}
-
-// The milliseconds of a steady clock, raised so that no two calls in this process give the same.
-std::int64_t uniqueTicks() {
-    static std::atomic<std::int64_t> last = 0;
-    const auto now =
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
-    std::int64_t before = last;
-    std::int64_t ticks = 0;
-    do {
-        ticks = std::max<std::int64_t>(now.count(), before + 1);
-    } while (!last.compare_exchange_weak(before, ticks));
-    return ticks;
 }
 
 }  // namespace
@@ -197,9 +169,11 @@ void CatalogCacheText::write(const std::filesystem::path& cacheDir) const {
     if (cacheDir.empty()) {
         return;
     }
+    // No two writers of this process share a temporary file.
+    static std::atomic<std::uint64_t> tag = platform::tickCount();
     std::error_code error;
     std::filesystem::create_directories(cacheDir, error);
-    platform::replaceContent(cacheDir / kFileName, text_, std::to_string(uniqueTicks()));
+    platform::replaceContent(cacheDir / kFileName, text_, std::to_string(tag++));
 }
 
 bool isUsable(const MapCacheEntry& entry) {

@@ -2,9 +2,9 @@
 
 #include "maps/map_records.h"
 #include "platform/code_page.h"
+#include "platform/sha256.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <limits>
 #include <system_error>
@@ -13,10 +13,9 @@ namespace NetPlay {
 
 namespace {
 
-constexpr std::array<std::string_view, 5> kWorkingCopyMarks{".bak", "before_", "broken_", ".tmp", ".old"};
-
 bool isWorkingCopy(std::string_view lowerName) {
-    return std::any_of(kWorkingCopyMarks.begin(), kWorkingCopyMarks.end(),
+    const auto marks = {".bak", "before_", "broken_", ".tmp", ".old"};
+    return std::any_of(marks.begin(), marks.end(),
                        [lowerName](std::string_view mark) { return lowerName.find(mark) != lowerName.npos; });
 }
 
@@ -46,12 +45,12 @@ std::filesystem::path locateMapFile(const std::filesystem::path& folder, const s
             best = file;
         }
     }
+    found = platform::FileStatus();
     if (best.empty()) {
-        found = platform::FileStatus();
         return {};
     }
     std::filesystem::path path = folder / platform::pathFromUtf8(best);
-    found = platform::fileStatus(path).value_or(platform::FileStatus{false, true, -1, 0});
+    found = platform::fileStatus(path).value_or(platform::FileStatus{.size = -1});
     return path;
 }
 
@@ -77,17 +76,22 @@ bool fileMatchesRecord(const std::filesystem::path& path, std::int64_t size, std
 std::int64_t lastModifiedTicks(const std::optional<platform::FileStatus>& folder, const platform::FileStatus& mapFile,
                                const platform::FileStatus& oFile) {
     using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
-    constexpr std::int64_t kTicksFrom1601To1970 = 116'444'736'000'000'000;
+    constexpr std::uint64_t kTicksFrom1601To1970 = 116'444'736'000'000'000;
     constexpr std::int64_t kTicksPerSecond = 10'000'000;
     const std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
     const std::int64_t newest = std::max({folder ? folder->writeTicks : lowest, mapFile.writeTicks, oFile.writeTicks});
-    const std::int64_t now =
-        std::chrono::duration_cast<Ticks>(std::chrono::system_clock::now().time_since_epoch()).count();
+    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
     // Unsigned, so that the lowest of all times wraps instead of being undefined.
-    const auto distance = static_cast<std::int64_t>(static_cast<std::uint64_t>(newest) -
-                                                    static_cast<std::uint64_t>(now + kTicksFrom1601To1970));
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(now) +
-                                     static_cast<std::uint64_t>(distance / kTicksPerSecond * kTicksPerSecond));
+    const auto now = static_cast<std::uint64_t>(std::chrono::duration_cast<Ticks>(sinceEpoch).count());
+    const auto distance = static_cast<std::int64_t>(static_cast<std::uint64_t>(newest) - now - kTicksFrom1601To1970);
+    return static_cast<std::int64_t>(now + static_cast<std::uint64_t>(distance / kTicksPerSecond * kTicksPerSecond));
+}
+
+std::string sha256File(const std::filesystem::path& path, const std::stop_token& stop) {
+    platform::Sha256 hash;
+    const bool complete = platform::readFileInBlocks(
+        path, [&](std::string_view block) { return !stop.stop_requested() && hash.update(block); });
+    return complete ? hash.finish() : std::string();
 }
 
 }  // namespace NetPlay

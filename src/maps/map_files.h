@@ -1,4 +1,4 @@
-// Where a map's files are, and what the file system says of them.
+// Where a map's files are, what the file system says of them, and their digests.
 #pragma once
 
 #include "maps/map_info.h"
@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -31,5 +32,9 @@ bool fileMatchesRecord(const std::filesystem::path& path, std::int64_t size, std
 // whole seconds of distance from now. Nothing depends on it.
 std::int64_t lastModifiedTicks(const std::optional<platform::FileStatus>& folder, const platform::FileStatus& mapFile,
                                const platform::FileStatus& oFile);
+
+// SHA-256 of the file's whole content as 64 lower-case hexadecimal digits; empty on any failure, and when a stop is
+// requested before its end. Reads in blocks, and looks at `stop` before each.
+std::string sha256File(const std::filesystem::path& path, const std::stop_token& stop = {});
 
 }  // namespace NetPlay

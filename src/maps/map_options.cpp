@@ -4,7 +4,6 @@
 #include "maps/map_text.h"
 
 #include <algorithm>
-#include <array>
 #include <set>
 
 namespace NetPlay {
@@ -29,20 +28,13 @@ constexpr std::size_t kLongestSpan = 64U << 10U;
 constexpr std::size_t kLongestTitleSpan = 16U << 10U;
 constexpr std::size_t kTitleSearchBytes = 256U << 10U;
 
-template<typename Visit>
-void forEachPiece(std::string_view text, std::string_view separator, Visit visit) {
-    for (std::size_t begin = 0;;) {
-        const std::size_t end = std::min(text.find(separator, begin), text.size());
-        if (!visit(text.substr(begin, end - begin)) || end == text.size()) {
-            return;
-        }
-        begin = end + separator.size();
-    }
-}
-
 // From `begin` to `end`, or `limit` bytes where there is no end.
 std::string_view span(std::string_view text, std::size_t begin, std::size_t end, std::size_t limit) {
     return text.substr(begin, end == text.npos ? limit : std::min(end - begin, kLongestSpan));
+}
+
+bool isControlByte(char c) {
+    return static_cast<unsigned char>(c) < 0x20;
 }
 
 std::size_t controlByteFrom(std::string_view text, std::size_t begin) {
@@ -112,13 +104,15 @@ std::vector<ValueListMark> findValueLists(std::string_view text) {
 // The values of one list, behind its mark.
 std::vector<std::string> readValues(std::string_view list, std::int32_t count) {
     std::vector<std::string> values;
-    forEachPiece(trimChars(list, "#"), "#", [&](std::string_view piece) {
+    for (const std::string_view piece : splitPieces(trimChars(list, "#"), "#")) {
         std::string value = cleanMapText(piece);
         if (isCleanToken(value, kTokenCodePoints)) {
             values.push_back(std::move(value));
         }
-        return static_cast<std::int64_t>(values.size()) < count;
-    });
+        if (static_cast<std::int64_t>(values.size()) >= count) {
+            break;
+        }
+    }
     return values;
 }
 
@@ -148,8 +142,7 @@ std::int64_t firstControlByte(std::string_view text, std::int64_t from) {
     if (from < 0 || from >= static_cast<std::int64_t>(text.size())) {
         return -1;
     }
-    const auto found =
-        std::find_if(text.begin() + from, text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+    const auto found = std::find_if(text.begin() + from, text.end(), isControlByte);
     return found == text.end() ? -1 : found - text.begin();
 }
 
@@ -159,10 +152,9 @@ bool isCleanToken(std::string_view text, std::size_t limit) {
 }
 
 bool isPlausibleMapTitle(std::string_view text) {
-    constexpr std::array<std::string_view, 10> kChunkMarks{"MMAP", "PCFG", "INFO", "MAPF", "MPFE",
-                                                           "EXTE", "EXTL", "CHNM", "TYPE", "BM"};
+    const auto chunkMarks = {"MMAP", "PCFG", "INFO", "MAPF", "MPFE", "EXTE", "EXTL", "CHNM", "TYPE", "BM"};
     if (text.empty() || countCodePoints(text) > kTitleCodePoints || text.find_first_of(kFieldMarks) != text.npos ||
-        std::any_of(kChunkMarks.begin(), kChunkMarks.end(),
+        std::any_of(chunkMarks.begin(), chunkMarks.end(),
                     [text](std::string_view mark) { return text.find(mark) != text.npos; })) {
         return false;
     }
@@ -177,21 +169,17 @@ bool isPlausibleMapTitle(std::string_view text) {
 
 MapOptionHeader parseOptionHeader(std::string_view text) {
     MapOptionHeader header;
-    forEachPiece(text, kHeaderMark, [&header](std::string_view group) {
+    for (const std::string_view group : splitPieces(text, kHeaderMark)) {
         std::vector<std::string> fields;
-        forEachPiece(trimChars(group, "#"), "#", [&fields](std::string_view piece) {
-            std::string field = cleanMapText(piece);
-            if (!field.empty()) {
-                fields.push_back(std::move(field));
-            }
-            return fields.size() < 2;
-        });
-        if (fields.size() == 2 && isCleanToken(fields[0], kIdCodePoints) && isCleanToken(fields[1], kTokenCodePoints) &&
+        for (const std::string_view piece : splitPieces(trimChars(group, "#"), "#")) {
+            fields.push_back(cleanMapText(piece));
+        }
+        std::erase(fields, "");
+        if (fields.size() >= 2 && isCleanToken(fields[0], kIdCodePoints) && isCleanToken(fields[1], kTokenCodePoints) &&
             header.labels.emplace(fields[0], fields[1]).second) {
             header.ids.push_back(fields[0]);
         }
-        return true;
-    });
+    }
     return header;
 }
 
@@ -225,48 +213,36 @@ std::string titleAfterLastValue(std::string_view span) {
 std::string scanMapTitleAfterOptions(std::string_view text, const std::vector<std::string>& ids,
                                      const OptionValues& values, std::int64_t start) {
     const auto first = ids.empty() ? values.end() : values.find(ids.front());
-    if (first == values.end() || first->second.empty() || start < 0 ||
-        start >= static_cast<std::int64_t>(text.size())) {
+    if (first == values.end() || first->second.empty() || start < 0) {
         return {};
     }
     const std::string marker = markOf(first->second);
     const std::string chain = joinedChain(ids, values);
-    const std::string_view searched = text.substr(static_cast<std::size_t>(start));
+    const auto lastControl = std::find_if(text.rbegin(), text.rend(), isControlByte);
     std::size_t left = kTitleSearchBytes;
-    std::size_t lastControl = searched.size();
-    while (lastControl > 0 && static_cast<unsigned char>(searched[lastControl - 1]) >= 0x20) {
-        --lastControl;
-    }
     // What stands between `begin` and the next control byte, or in so many bytes behind the last one.
-    const auto spanAt = [&](std::size_t begin, std::size_t limit) {
-        const bool endsAtControl = begin < lastControl;
-        const std::string_view near = searched.substr(begin, endsAtControl ? kLongestTitleSpan : limit);
+    const auto spanFrom = [&](std::size_t begin, std::size_t limit) {
+        const bool endsAtControl = begin < static_cast<std::size_t>(text.rend() - lastControl);
+        const std::string_view near = text.substr(begin, endsAtControl ? kLongestTitleSpan : limit);
         const std::size_t end = endsAtControl ? controlByteFrom(near, 0) : near.size();
         left -= std::min({left, end, near.size()});
         return end == near.npos ? std::string_view() : near.substr(0, end);
     };
-    // The last plausible title counts, so it is searched from the end.
-    for (std::size_t at = searched.rfind('@'); at != searched.npos && left > 0; at = searched.rfind('@', at - 1)) {
-        if (searched.substr(at).starts_with(marker)) {
-            const std::string behindMarker = cleanMapText(spanAt(at, kBehindMarkerBytes));
-            std::string title = titleAfterLastValue(trimChars(behindMarker, kFieldMarks));
-            if (isPlausibleMapTitle(title)) {
-                return title;
-            }
-            left -= std::min(left, chain.size());
-            if (!chain.empty() && searched.substr(at).starts_with(chain)) {
-                title = cleanMapText(spanAt(at + chain.size(), kBehindChainBytes));
-                title = trimChars(title, kFieldMarks);
-                if (isPlausibleMapTitle(title)) {
-                    return title;
-                }
-            }
+    std::string title;
+    const auto offer = [&title](std::string_view candidate) {
+        if (isPlausibleMapTitle(candidate)) {
+            title = candidate;
         }
-        if (at == 0) {
-            break;
+    };
+    for (auto at = text.find(marker, static_cast<std::size_t>(start)); at != text.npos && left > 0;
+         at = text.find(marker, at + 1)) {
+        if (!chain.empty() && text.substr(at).starts_with(chain)) {
+            offer(trimChars(cleanMapText(spanFrom(at + chain.size(), kBehindChainBytes)), kFieldMarks));
         }
+        offer(titleAfterLastValue(trimChars(cleanMapText(spanFrom(at, kBehindMarkerBytes)), kFieldMarks)));
+        left -= std::min(left, chain.size());
     }
-    return {};
+    return title;
 }
 
 void readTitleAndOptions(std::string_view text, MapInfo& map) {

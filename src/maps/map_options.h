@@ -35,9 +35,9 @@ MapOptionHeader parseOptionHeader(std::string_view text);
 // not fit 32 bits.
 OptionValues parseOptionValues(std::string_view text, const std::vector<std::string>& ids);
 
-// The title that stands behind the options' value lists, searched from `start`; empty when there is none. Looks at 256
-// KiB at most, from the text's end backwards, and at no stretch above 16 KiB, so that lists repeated without end cost
-// no time.
+// The title that stands behind the options' value lists, which may be repeated from `start` on; the last one counts.
+// Empty when there is none. Looks at 256 KiB at most, and at no stretch above 16 KiB, so that lists repeated without
+// end cost no time.
 std::string scanMapTitleAfterOptions(std::string_view text, const std::vector<std::string>& ids,
                                      const OptionValues& values, std::int64_t start);
 

@@ -5,25 +5,30 @@
 #include "platform/files.h"
 
 #include <algorithm>
-#include <array>
+#include <compare>
 
 namespace NetPlay {
 
 namespace {
 
-template<std::size_t Size>
-bool isOneOf(std::string_view text, const std::array<std::string_view, Size>& words) {
-    return std::find(words.begin(), words.end(), text) != words.end();
+// Compares a record's text with the wanted one as QStrings, without making one of each text of a catalog.
+auto matcher(const QString& wanted) {
+    const std::string bytes = wanted.toStdString();
+    // Bytes that are no UTF-8 become U+FFFD: then texts may be equal that differ in their bytes.
+    const bool comparesBytes = !wanted.contains(QChar::ReplacementCharacter) && QString::fromStdString(bytes) == wanted;
+    return [wanted, bytes, comparesBytes](const std::string& text) {
+        return !wanted.isEmpty() && (comparesBytes ? text == bytes : QString::fromStdString(text) == wanted);
+    };
 }
 
 }  // namespace
 
 bool isPlayerSelectType(std::string_view selectType) {
-    return isOneOf(selectType, std::array<std::string_view, 4>{"5", "35", "1", "31"});
+    return selectType == "5" || selectType == "35" || selectType == "1" || selectType == "31";
 }
 
 bool isClosedSelectType(std::string_view selectType) {
-    return isOneOf(selectType, std::array<std::string_view, 3>{"2", "32", "0"});
+    return selectType == "2" || selectType == "32" || selectType == "0";
 }
 
 bool slotsAreConsistent(const std::vector<MapSlot>& slots) {
@@ -47,19 +52,28 @@ std::string deriveDisplayName(const std::string& name, const std::filesystem::pa
 }
 
 bool catalogOrder(std::string_view left, std::string_view right) {
-    const auto lower = [](char c) {
-        return static_cast<unsigned char>(platform::toLowerAscii(c));
-    };
-    const auto [l, r] = std::mismatch(left.begin(), left.end(), right.begin(), right.end(),
-                                      [&lower](char a, char b) { return lower(a) == lower(b); });
-    if (l == left.end() || r == right.end()) {
-        return l == left.end() && (r != right.end() || left < right);
-    }
-    return lower(*l) < lower(*r);
+    const auto order = std::lexicographical_compare_three_way(
+        left.begin(), left.end(), right.begin(), right.end(), [](char l, char r) {
+            return static_cast<unsigned char>(platform::toLowerAscii(l)) <=>
+                   static_cast<unsigned char>(platform::toLowerAscii(r));
+        });
+    return order != 0 ? order < 0 : left < right;
 }
 
 bool hasFingerprint(const MapInfo& map) {
     return !map.fingerprint.empty() && !map.mapFileHash.empty() && !map.oFileHash.empty();
+}
+
+const MapInfo* findMapByName(const std::vector<MapInfo>& catalog, const QString& id) {
+    return findMapForRoom(catalog, id, QString());
+}
+
+const MapInfo* findMapForRoom(const std::vector<MapInfo>& catalog, const QString& mapId, const QString& mapName) {
+    const auto hit = std::find_if(catalog.begin(), catalog.end(),
+                                  [isId = matcher(mapId), isTitle = matcher(mapName)](const MapInfo& map) {
+                                      return isId(map.name) || isTitle(map.displayName);
+                                  });
+    return hit == catalog.end() ? nullptr : &*hit;
 }
 
 }  // namespace NetPlay

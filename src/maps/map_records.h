@@ -1,15 +1,21 @@
-// Small rules on map records that need no file system.
+// Small rules on map records and lists of them that need no file system.
 #pragma once
 
 #include "maps/map_info.h"
 
+#include <QString>
+
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace NetPlay {
 
 // The algorithm word of a fingerprint made of the SHA-256 of the .map file and that of the .o file.
 inline constexpr std::string_view kFingerprintAlgo = "sha256-map-o-v1";
+
+// How many slots a map may have. One that asks for more cannot be read.
+inline constexpr std::int32_t kMaxSlots = 65'536;
 
 // The class of a slot's select type, compared as text: "05" is not "5". A code may belong to neither.
 bool isPlayerSelectType(std::string_view selectType);
@@ -29,5 +35,11 @@ bool catalogOrder(std::string_view left, std::string_view right);
 
 // Whether the record carries a whole fingerprint.
 bool hasFingerprint(const MapInfo& map);
+
+// The first map named `id`; null without one or when `id` is empty. What the finders give points into the catalog.
+const MapInfo* findMapByName(const std::vector<MapInfo>& catalog, const QString& id);
+
+// The first map whose name is `mapId` or whose title is `mapName`, empty texts matching nothing; null without one.
+const MapInfo* findMapForRoom(const std::vector<MapInfo>& catalog, const QString& mapId, const QString& mapName);
 
 }  // namespace NetPlay

@@ -1,7 +1,6 @@
 #include "maps/map_script.h"
 
 #include "maps/map_options.h"
-#include "maps/map_records.h"
 #include "platform/code_page.h"
 #include "platform/files.h"
 
@@ -9,7 +8,6 @@
 #include <charconv>
 #include <map>
 #include <optional>
-#include <unordered_map>
 
 namespace NetPlay {
 
@@ -65,8 +63,7 @@ KeyPlace keyAt(std::string_view text, std::size_t underscore) {
 // itself is too slow here, and overflows the stack on long input.
 class KeyPattern {
 public:
-    KeyPattern(std::string_view key, bool isQuoted, bool mayBeEmpty = true)
-        : key_(key), isQuoted_(isQuoted), mayBeEmpty_(mayBeEmpty) {}
+    KeyPattern(std::string_view key, bool isQuoted) : key_(key), isQuoted_(isQuoted) {}
 
     // The value, where the pattern matches at the place. A match begins behind the last one.
     std::optional<std::string_view> valueAt(std::string_view text, const KeyPlace& place) {
@@ -82,7 +79,7 @@ public:
             return std::nullopt;
         }
         const std::size_t end = isQuoted_ ? text.find('"', begin) : skip(text, begin, isDigit);
-        if (end == text.npos || (end == begin && !(isQuoted_ && mayBeEmpty_))) {
+        if (end == text.npos || (end == begin && !isQuoted_)) {
             return std::nullopt;
         }
         next_ = end + (isQuoted_ ? 1 : 0);
@@ -92,29 +89,31 @@ public:
 private:
     std::string_view key_;
     bool isQuoted_;
-    bool mayBeEmpty_;
     std::size_t next_ = 0;
 };
 
 struct BarKeys {
     std::optional<std::string_view> select;
-    std::optional<std::string_view> name;
+    std::string name;
     std::optional<std::int32_t> playerId;
 };
 
-// What the patterns found. Texts are views into the file's.
+// What the patterns found.
 struct ScriptKeys {
     std::optional<std::int32_t> playerNum;
-    std::unordered_map<std::int32_t, std::string_view> sideName;
+    std::map<std::int32_t, std::string> sideName;
     std::vector<std::pair<std::int32_t, std::int32_t>> sideSizes;
     std::vector<BarKeys> bars{1};  // by number
 
-    BarKeys& bar(std::string_view number) {
-        const std::int32_t position = toMapNumber(number);
-        if (position > kMaxSlots) {
+    void growTo(std::int32_t slots) {
+        if (slots > kMaxSlots) {
             throw MapFormatError("too many slots");
         }
-        bars.resize(std::max(bars.size(), static_cast<std::size_t>(position) + 1));
+        bars.resize(std::max(bars.size(), static_cast<std::size_t>(slots) + 1));
+    }
+    BarKeys& bar(std::string_view number) {
+        const std::int32_t position = toMapNumber(number);
+        growTo(position);
         return bars[static_cast<std::size_t>(position)];
     }
 };
@@ -122,7 +121,7 @@ struct ScriptKeys {
 // All patterns on one walk along the text's underscores.
 ScriptKeys collectKeys(std::string_view text, const std::stop_token& stop) {
     ScriptKeys keys;
-    KeyPattern sideName("_name", true, false);
+    KeyPattern sideName("_name", true);
     KeyPattern sideNum("_num", false);
     KeyPattern barSelect("_select_type", false);
     KeyPattern barName("_name", true);
@@ -136,8 +135,9 @@ ScriptKeys collectKeys(std::string_view text, const std::stop_token& stop) {
                 keys.playerNum = toMapNumber(text.substr(begin, end - begin));
             }
         } else if (place.word == "side") {
-            if (const auto name = sideName.valueAt(text, place)) {
-                keys.sideName[toMapNumber(place.number)] = *name;
+            const auto name = sideName.valueAt(text, place);
+            if (name && !name->empty()) {
+                keys.sideName[toMapNumber(place.number)] = cleanMapText(*name);
             }
             if (const auto size = sideNum.valueAt(text, place)) {
                 keys.sideSizes.emplace_back(toMapNumber(place.number), toMapNumber(*size));
@@ -150,7 +150,7 @@ ScriptKeys collectKeys(std::string_view text, const std::stop_token& stop) {
                 keys.bar(place.number).select = *select;
             }
             if (const auto name = barName.valueAt(text, place)) {
-                keys.bar(place.number).name = *name;
+                keys.bar(place.number).name = cleanMapText(*name);
             }
             if (const auto playerId = barPlayerId.valueAt(text, place)) {
                 keys.bar(place.number).playerId = toMapNumber(*playerId);
@@ -161,43 +161,16 @@ ScriptKeys collectKeys(std::string_view text, const std::stop_token& stop) {
     return keys;
 }
 
-// Adds a text to those of the record.
-class TextCounter {
-public:
-    const std::string& counted(const std::string& text) {
-        bytes_ += text.size();
-        if (bytes_ > kMaxSlotTextBytes) {
-            throw MapFormatError("too much text for sides and slots");
+// A full table of known types closes the bars that it leaves out; without one they are open.
+std::string_view undeclaredType(const std::vector<BarKeys>& bars) {
+    bool anyType = false;
+    for (const BarKeys& bar : bars) {
+        if (bar.select && !isPlayerSelectType(*bar.select) && !isClosedSelectType(*bar.select)) {
+            return "5";
         }
-        return text;
+        anyType = anyType || bar.select;
     }
-
-private:
-    std::size_t bytes_ = 0;
-};
-
-// The side of each slot: the sides' sizes laid end to end, the built-in sides where they don't reach or have no name.
-void assignTeams(const std::map<std::int32_t, std::string>& sideName, MapScriptData& data, TextCounter& texts) {
-    std::size_t next = 0;
-    for (const auto& [side, size] : data.sideSizes) {
-        const auto name = sideName.find(side);
-        for (std::int32_t i = 0; i < size && next < data.slots.size(); ++i, ++next) {
-            if (name != sideName.end()) {
-                data.slots[next].team = texts.counted(name->second);
-            }
-        }
-    }
-}
-
-MapSlot makeSlot(const BarKeys& bar, std::int32_t number, std::int32_t slotCount, std::string_view undeclaredType) {
-    MapSlot slot;
-    slot.slot = number;
-    slot.playerId = bar.playerId.value_or(number);
-    slot.team = defaultSideName(number, slotCount);
-    slot.selectType = bar.select.value_or(undeclaredType);
-    slot.isPlayerSlot = isPlayerSelectType(slot.selectType);
-    slot.slotLabel = cleanMapText(bar.name.value_or(""));
-    return slot;
+    return anyType ? "0" : "5";
 }
 
 // Behind the part that reading depends on: two quotes end every value that begins ahead of `place`, a byte 0x05 every
@@ -216,63 +189,25 @@ std::size_t behindScript(std::string_view bytes, std::size_t place) {
     return std::min(place + kTailBytes, bytes.size());
 }
 
-// Calls `visit` with every place but the first where `isAt` holds of the byte ahead and the byte there. A block where
-// it holds nowhere is passed over by a loop without branches, which compilers turn into a few vector instructions:
-// binary files are full of single bytes of every kind.
-template<typename IsAt, typename Visit>
-void forEachPlace(std::string_view bytes, IsAt isAt, Visit visit) {
-    constexpr std::size_t kBlock = 64;
-    const auto anyInBlock = [isAt](const char* ahead) {
-        unsigned char any = 0;
-        for (std::size_t i = 0; i < kBlock; ++i) {
-            any |= static_cast<unsigned char>(isAt(ahead[i], ahead[i + 1]));
-        }
-        return any != 0;
-    };
-    for (std::size_t begin = 0, end = 0; begin < bytes.size(); begin = end) {
-        end = std::min(begin + kBlock, bytes.size());
-        if (begin > 0 && end - begin == kBlock && !anyInBlock(bytes.data() + begin - 1)) {
-            continue;
-        }
-        for (std::size_t place = std::max<std::size_t>(begin, 1); place < end; ++place) {
-            if (isAt(bytes[place - 1], bytes[place])) {
-                visit(place);
-            }
-        }
-    }
-}
-
 // The stretch of a file in code page 936 that reading depends on, from between two characters on: all landmarks are
 // ASCII and consist of single bytes. Most of a file is binary, and decoding that would take several times as long as
 // all the rest.
 std::string_view scriptPart(std::string_view bytes) {
     std::size_t begin = bytes.size();
     std::size_t end = 0;
-    const auto take = [&](std::size_t first, std::size_t last) {
-        begin = std::min(begin, first);
-        end = std::max(end, last);
-    };
-    // An underscore behind a key's word and number; the last byte of "#T#" and, behind that, of a list's "@n#".
-    bool hasHeader = false;
-    const auto isAt = [](char ahead, char c) {
-        const int digit = (ahead >= '0') & (ahead <= '9');
-        return ((c == '_') & (digit | (ahead == 'R'))) | ((c == '#') & (digit | (ahead == 'T')));
-    };
-    forEachPlace(bytes, isAt, [&](std::size_t at) {
-        if (bytes[at] == '_') {
-            if (const KeyPlace place = keyAt(bytes, at); !place.word.empty()) {
-                take(place.begin, at);
-            }
-        } else if (bytes.substr(0, at).ends_with("#T")) {
-            take(at - 2, at);
-            hasHeader = true;
-        } else if (hasHeader && isDigit(bytes[at - 1])) {
-            const std::size_t digits = digitsAhead(bytes, at);
-            if (digits > 0 && bytes[digits - 1] == '@') {
-                take(digits - 1, at);
-            }
+    for (std::size_t at = bytes.find('_'); at != bytes.npos; at = bytes.find('_', at + 1)) {
+        if (const KeyPlace place = keyAt(bytes, at); !place.word.empty()) {
+            begin = std::min(begin, place.begin);
+            end = at;
         }
-    });
+    }
+    const std::size_t header = bytes.find("#T#");
+    begin = std::min(begin, header);
+    for (std::size_t at = header; at != bytes.npos; at = bytes.find('#', at + 1)) {
+        const std::size_t digits = digitsAhead(bytes, at);
+        const bool isList = digits < at && digits > 0 && bytes[digits - 1] == '@';
+        end = isList || bytes.substr(at).starts_with("#T#") ? std::max(end, at) : end;
+    }
     if (begin > end) {
         return {};
     }
@@ -306,40 +241,43 @@ MapScriptData parseMapScript(std::string_view text, const std::stop_token& stop)
     MapScriptData data;
     data.playerNum = keys.playerNum.value_or(0);
     data.sideSizes = std::move(keys.sideSizes);
-    data.slotCount = std::max({1, data.playerNum, static_cast<std::int32_t>(keys.bars.size()) - 1});
-    if (data.slotCount > kMaxSlots) {
-        throw MapFormatError("too many slots");
-    }
-    TextCounter texts;
-    std::map<std::int32_t, std::string> sideName;
-    for (const auto& [number, name] : keys.sideName) {
-        sideName[number] = texts.counted(cleanMapText(name));
-    }
-    for (const auto& [number, name] : sideName) {
-        data.sides.push_back(name);
-    }
+    const std::string_view undeclared = undeclaredType(keys.bars);
+    keys.growTo(std::max(1, data.playerNum));
+    data.slotCount = static_cast<std::int32_t>(keys.bars.size()) - 1;
 
-    // A full table of known types closes the bars that it leaves out; without one they are open.
-    bool anyType = false;
-    bool allTypesKnown = true;
-    for (const BarKeys& bar : keys.bars) {
-        anyType = anyType || bar.select;
-        allTypesKnown =
-            allTypesKnown && (!bar.select || isPlayerSelectType(*bar.select) || isClosedSelectType(*bar.select));
+    std::size_t textBytes = 0;
+    const auto counted = [&textBytes](std::string_view piece) {
+        textBytes += piece.size();
+        if (textBytes > kMaxSlotTextBytes) {
+            throw MapFormatError("too much text for sides and slots");
+        }
+        return std::string(piece);
+    };
+    for (const auto& [number, name] : keys.sideName) {
+        data.sides.push_back(counted(name));
     }
-    keys.bars.resize(static_cast<std::size_t>(data.slotCount) + 1);
-    data.slots.reserve(static_cast<std::size_t>(data.slotCount));
+    data.slots.resize(static_cast<std::size_t>(data.slotCount));
     for (std::int32_t number = 1; number <= data.slotCount; ++number) {
         const BarKeys& bar = keys.bars[static_cast<std::size_t>(number)];
-        data.slots.push_back(makeSlot(bar, number, data.slotCount, anyType && allTypesKnown ? "0" : "5"));
-        texts.counted(data.slots.back().selectType);
-        texts.counted(data.slots.back().slotLabel);
+        MapSlot& slot = data.slots[static_cast<std::size_t>(number) - 1];
+        slot.slot = number;
+        slot.playerId = bar.playerId.value_or(number);
+        slot.team = defaultSideName(number, data.slotCount);
+        slot.selectType = counted(bar.select.value_or(undeclared));
+        slot.isPlayerSlot = isPlayerSelectType(slot.selectType);
+        slot.slotLabel = counted(bar.name);
+        data.playerSlotCount += slot.isPlayerSlot ? 1 : 0;
     }
-    assignTeams(sideName, data, texts);
-    data.playerSlotCount = static_cast<std::int32_t>(
-        std::count_if(data.slots.begin(), data.slots.end(), [](const MapSlot& slot) { return slot.isPlayerSlot; }));
     if (data.playerSlotCount == 0) {
         data.playerSlotCount = data.playerNum != 0 ? data.playerNum : data.slotCount;
+    }
+    // The sides' sizes, laid end to end.
+    auto slot = data.slots.begin();
+    for (const auto& [side, size] : data.sideSizes) {
+        const auto name = keys.sideName.find(side);
+        for (std::int32_t i = 0; i < size && slot != data.slots.end(); ++i, ++slot) {
+            slot->team = name != keys.sideName.end() ? counted(name->second) : slot->team;
+        }
     }
     return data;
 }

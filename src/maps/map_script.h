@@ -2,6 +2,7 @@
 #pragma once
 
 #include "maps/map_info.h"
+#include "maps/map_records.h"
 #include "maps/map_text.h"
 
 #include <cstdint>
@@ -12,8 +13,7 @@
 
 namespace NetPlay {
 
-// What a script may ask for at most. More is taken for a number out of range.
-inline constexpr std::int32_t kMaxSlots = 65'536;
+// What a script may ask for at most, beside kMaxSlots. More is taken for a number out of range.
 inline constexpr std::size_t kMaxSides = 10'000;
 inline constexpr std::size_t kMaxSlotTextBytes = 256U << 10U;  // of all sides' names and all slots' texts
 

@@ -8,6 +8,7 @@
 #include <stop_token>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace NetPlay {
 
@@ -39,5 +40,8 @@ std::string cleanMapText(std::string_view text);
 // Strips blanks, TAB, CR and LF at both ends; strips every byte of `set` at both ends.
 std::string_view trimWhitespace(std::string_view text);
 std::string_view trimChars(std::string_view text, std::string_view set);
+
+// The pieces between the separators, empty ones too. An empty text is one empty piece.
+std::vector<std::string_view> splitPieces(std::string_view text, std::string_view separator);
 
 }  // namespace NetPlay

@@ -1,7 +1,6 @@
 #include "room/map_gate.h"
 
-#include "maps/fingerprint.h"
-#include "maps/map_finders.h"
+#include "maps/catalog.h"
 #include "maps/map_records.h"
 
 namespace {

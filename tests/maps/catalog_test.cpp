@@ -4,9 +4,7 @@
 
 #include "maps/cache_fields.h"
 #include "maps/failing_calls.h"
-#include "maps/fingerprint.h"
 #include "maps/map_files.h"
-#include "maps/map_finders.h"
 #include "maps/map_records.h"
 #include "maps/map_reference.h"
 #include "platform/files.h"

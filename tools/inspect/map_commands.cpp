@@ -2,7 +2,6 @@
 #include "inspect/commands.h"
 #include "inspect/record_json.h"
 #include "maps/catalog.h"
-#include "maps/fingerprint.h"
 #include "maps/map_script.h"
 #include "platform/files.h"
 

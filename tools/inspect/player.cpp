@@ -2,8 +2,7 @@
 
 #include "inspect/record_json.h"
 #include "maps/catalog.h"
-#include "maps/fingerprint.h"
-#include "maps/map_finders.h"
+#include "maps/map_records.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "room/create_room_rules.h"
