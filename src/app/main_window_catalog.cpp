@@ -146,17 +146,14 @@ void MainWindow::joinWithFingerprintGate(const RoomInfo& room) {
         showStatus(lobbyStatusLabel, QStringLiteral("正在校验地图版本，请稍后。"));
         return;
     }
-    const MapGate gate = judgeRoomMap(room, mapCatalog, catalogReady);
-    switch (gate.outcome) {
-    case MapGate::Outcome::refused:
-        refuseInLobby(gate.message);
-        break;
-    case MapGate::Outcome::needsFingerprint:
-        runFingerprintTask({kFingerprintForJoin, false, QString(), *gate.map, CreateRoomRequest(), room, userName()});
-        break;
-    case MapGate::Outcome::open:
+    QString refusal;
+    const NetPlay::MapInfo* map = findLocalMap(room, mapCatalog, catalogReady, refusal);
+    if (map != nullptr && map->fingerprint.empty()) {
+        runFingerprintTask({kFingerprintForJoin, false, QString(), *map, CreateRoomRequest(), room, userName()});
+    } else if (roomMapMatchesLocal(room, mapCatalog, catalogReady, mapCacheDir(), refusal)) {
         joinRoomConfirmed(room);
-        break;
+    } else {
+        refuseInLobby(refusal);
     }
 }
 
@@ -182,12 +179,11 @@ void MainWindow::onMapFingerprintFinished() {
     }
     setMapCheckInFlight(false);
     const bool creating = result.kind == kFingerprintForCreate;
-    const QString fingerprint = QString::fromStdString(result.map.fingerprint);
     QString refusal = result.message;
-    if (result.ok && creating && fingerprint.isEmpty()) {
+    if (result.ok && creating && result.map.fingerprint.empty()) {
         refusal = QStringLiteral("地图文件不完整，无法创建房间。");
-    } else if (result.ok && !creating && (fingerprint.isEmpty() || fingerprint != result.room.mapFingerprint)) {
-        refusal = QStringLiteral("地图版本不一致，请更新为房主地图版本。");
+    } else if (result.ok && !creating) {
+        isMapOfRoom(result.map, result.room, refusal);
     }
     if (!refusal.isEmpty()) {
         refuseInLobby(refusal);

@@ -3,9 +3,6 @@
 #include "maps/catalog.h"
 #include "maps/map_records.h"
 
-namespace {
-
-// The map on this machine; null with what is to be said in `message`.
 const NetPlay::MapInfo* findLocalMap(const RoomInfo& room, const std::vector<NetPlay::MapInfo>& catalog,
                                      bool catalogReady, QString& message) {
     if (!catalogReady) {
@@ -32,20 +29,6 @@ bool isMapOfRoom(const NetPlay::MapInfo& map, const RoomInfo& room, QString& mes
         return true;
     }
     return false;
-}
-
-}  // namespace
-
-MapGate judgeRoomMap(const RoomInfo& room, const std::vector<NetPlay::MapInfo>& catalog, bool catalogReady) {
-    MapGate gate;
-    const NetPlay::MapInfo* map = findLocalMap(room, catalog, catalogReady, gate.message);
-    if (map != nullptr && map->fingerprint.empty()) {
-        return {MapGate::Outcome::needsFingerprint, QString(), map};
-    }
-    if (map != nullptr && isMapOfRoom(*map, room, gate.message)) {
-        gate.outcome = MapGate::Outcome::open;
-    }
-    return gate;
 }
 
 bool roomMapMatchesLocal(const RoomInfo& room, std::vector<NetPlay::MapInfo>& catalog, bool catalogReady,

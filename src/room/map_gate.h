@@ -9,19 +9,13 @@
 #include <filesystem>
 #include <vector>
 
-struct MapGate {
-    enum class Outcome {
-        refused,           // `message` tells the player why
-        needsFingerprint,  // `map` must be hashed first, then judged again
-        open,
-    };
-    Outcome outcome = Outcome::refused;
-    QString message;
-    const NetPlay::MapInfo* map = nullptr;  // into the catalog; the one to hash, else null
-};
+// The room's map in the catalog, which may be trusted only when `catalogReady`. Null with the player's sentence in
+// `message` when there is none, or when the room says too little to compare the two.
+const NetPlay::MapInfo* findLocalMap(const RoomInfo& room, const std::vector<NetPlay::MapInfo>& catalog,
+                                     bool catalogReady, QString& message);
 
-// Judges the room's map fingerprint against the catalog, which may be trusted only when `catalogReady`.
-MapGate judgeRoomMap(const RoomInfo& room, const std::vector<NetPlay::MapInfo>& catalog, bool catalogReady);
+// Whether the map's fingerprint is the room's; otherwise the player's sentence is in `message`.
+bool isMapOfRoom(const NetPlay::MapInfo& map, const RoomInfo& room, QString& message);
 
 // Whether the room's map is the one on this machine; otherwise the player's sentence is in `message`. An entry of the
 // catalog without a fingerprint gets one first, which takes seconds for a large map.

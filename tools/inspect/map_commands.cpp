@@ -4,6 +4,7 @@
 #include "maps/catalog.h"
 #include "maps/map_script.h"
 #include "platform/files.h"
+#include "room/map_gate.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -61,8 +62,9 @@ int inspectFingerprint(const QStringList& words) {
     NetPlay::MapInfo map;
     map.folderPath = absolutePath(arguments.positional(1).first());
     map.name = platform::pathToUtf8(map.folderPath.filename());
-    if (!NetPlay::computeMapFingerprint(map, absolutePath(arguments.text(QStringLiteral("cache"), QString())))) {
-        return printError(QStringLiteral("地图文件不完整或无法读取，不能校验联机版本。"));
+    QString message;
+    if (!ensureMapFingerprint(map, absolutePath(arguments.text(QStringLiteral("cache"), QString())), message)) {
+        return printError(message);
     }
     printDocument({{QStringLiteral("map"), toJson(map)}});
     return 0;

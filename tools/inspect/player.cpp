@@ -154,7 +154,9 @@ void Player::seekRoom(const QVector<RoomInfo>& rooms) {
     if (wanted == rooms.end() || actionRequest_ != 0) {
         return;
     }
-    if (!wanted->mapFingerprint.isEmpty() && !passesMapGate(*wanted)) {
+    QString refusal;
+    if (!wanted->mapFingerprint.isEmpty() && !roomMapMatchesLocal(*wanted, catalog_, true, {}, refusal)) {
+        fail(refusal);  // the map on this machine will not change by waiting
         return;
     }
     QJsonObject extra;
@@ -163,23 +165,6 @@ void Player::seekRoom(const QVector<RoomInfo>& rooms) {
     }
     joining_ = *wanted;
     actionRequest_ = client_.roomAction(wanted->id, QStringLiteral("join"), extra);
-}
-
-// A refusal ends the player: the map on this machine will not change by waiting.
-bool Player::passesMapGate(const RoomInfo& room) {
-    MapGate gate = judgeRoomMap(room, catalog_, true);
-    if (gate.outcome == MapGate::Outcome::needsFingerprint) {
-        NetPlay::MapInfo& map = catalog_[static_cast<std::size_t>(gate.map - catalog_.data())];
-        if (!NetPlay::computeMapFingerprint(map, {})) {
-            fail(QStringLiteral("地图文件不完整或无法读取，不能进入房间。"));
-            return false;
-        }
-        gate = judgeRoomMap(room, catalog_, true);
-    }
-    if (gate.outcome == MapGate::Outcome::refused) {
-        fail(gate.message);
-    }
-    return gate.outcome == MapGate::Outcome::open;
 }
 
 void Player::followRoom(const QVector<RoomInfo>& rooms) {

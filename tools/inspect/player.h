@@ -57,7 +57,6 @@ private:
 
     void poll();
     void createRoom();
-    bool passesMapGate(const RoomInfo& room);
     void seekRoom(const QVector<RoomInfo>& rooms);
     void followRoom(const QVector<RoomInfo>& rooms);
     void enterRoom(const RoomInfo& room, const QString& event);
