@@ -1,8 +1,21 @@
 #include "maps/failing_calls.h"
 
+#include <atomic>
+
+namespace {
+
+std::atomic<const char*> failingFolder = nullptr;
+std::atomic<int> entriesLeft = 0;
+
+}  // namespace
+
+void failListing(const char* folder, int entries) {
+    entriesLeft = entries;
+    failingFolder = folder;
+}
+
 #ifdef __linux__
 
-#include <atomic>
 #include <cerrno>
 #include <dirent.h>
 #include <dlfcn.h>
@@ -14,8 +27,6 @@
 
 namespace {
 
-std::atomic<const char*> failingFolder = nullptr;
-std::atomic<int> entriesLeft = 0;
 std::atomic<const char*> failingFile = nullptr;
 
 std::set<std::string> failedNames;
@@ -32,7 +43,7 @@ std::string nameOf(int descriptor) {
 extern "C" dirent* readdir(DIR* folder) {
     static const auto real = reinterpret_cast<dirent* (*)(DIR*)>(::dlsym(RTLD_NEXT, "readdir"));
     const char* const failing = failingFolder;
-    if (failing != nullptr && nameOf(::dirfd(folder)).ends_with(failing) && entriesLeft-- <= 0) {
+    if (failing != nullptr && nameOf(::dirfd(folder)).ends_with(std::string("/") + failing) && entriesLeft-- <= 0) {
         errno = EIO;
         return nullptr;
     }
@@ -51,13 +62,8 @@ extern "C" int close(int descriptor) {
     return fails ? -1 : result;
 }
 
-bool canFailCalls() {
+bool canFailClose() {
     return true;
-}
-
-void failReaddir(const char* folder, int entries) {
-    entriesLeft = entries;
-    failingFolder = folder;
 }
 
 std::size_t failClose(const char* file) {
@@ -67,11 +73,50 @@ std::size_t failClose(const char* file) {
 
 #else
 
-bool canFailCalls() {
+#include <filesystem>
+#include <windows.h>
+
+namespace {
+
+std::atomic<HANDLE> failingSearch = nullptr;
+
+template<typename Function>
+Function systemFunction(const char* name) {
+    return reinterpret_cast<Function>(
+        reinterpret_cast<void (*)()>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), name)));
+}
+
+HANDLE WINAPI findFirst(LPCWSTR pattern, LPWIN32_FIND_DATAW entry) {
+    const HANDLE search = systemFunction<decltype(&::FindFirstFileW)>("FindFirstFileW")(pattern, entry);
+    const char* const failing = failingFolder;
+    if (failing != nullptr && std::filesystem::path(pattern).parent_path().filename() == failing) {
+        failingSearch = search;
+        --entriesLeft;
+    }
+    return search;
+}
+
+BOOL WINAPI findNext(HANDLE search, LPWIN32_FIND_DATAW entry) {
+    if (search == failingSearch && entriesLeft-- <= 0) {
+        failingSearch = nullptr;
+        ::SetLastError(ERROR_IO_DEVICE);
+        return FALSE;
+    }
+    return systemFunction<decltype(&::FindNextFileW)>("FindNextFileW")(search, entry);
+}
+
+}  // namespace
+
+// What calls of the system's functions go through, in place of the import library's.
+extern "C" {
+decltype(&::FindFirstFileW) __imp_FindFirstFileW = findFirst;
+decltype(&::FindNextFileW) __imp_FindNextFileW = findNext;
+}
+
+bool canFailClose() {
     return false;
 }
 
-void failReaddir(const char*, int) {}
 std::size_t failClose(const char*) {
     return 0;
 }
