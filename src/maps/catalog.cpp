@@ -13,6 +13,7 @@
 #include <optional>
 #include <set>
 #include <thread>
+#include <tuple>
 
 namespace NetPlay {
 
@@ -45,21 +46,17 @@ MapCacheEntry makeLine(const LoadedMap& loaded) {
 
 // Moves the map's line out of the cache and into its record, if both files are as it says.
 bool reuseLine(MapCatalogCache& cache, LoadedMap& loaded) {
-    MapInfo& map = loaded.map;
-    const std::string mapFileText = platform::pathToUtf8(map.mapFilePath);
-    const auto found = cache.find(cacheKey(map.name, mapFileText));
-    if (found == cache.end()) {
+    const auto files = [](const MapCacheEntry& line) {
+        return std::tie(line.mapFilePathText, line.mapFileSize, line.mapFileStamp, line.oFilePathText, line.oFileSize,
+                        line.oFileStamp);
+    };
+    const MapCacheEntry now = makeLine(loaded);
+    const auto found = cache.find(cacheKey(now.name, now.mapFilePathText));
+    if (found == cache.end() || files(found->second) != files(now) || !isUsable(found->second)) {
         return false;
     }
-    MapCacheEntry& entry = found->second;
-    if (entry.mapFilePathText != mapFileText || entry.mapFileStamp != loaded.mapFileStamp ||
-        entry.mapFileSize != static_cast<std::uint64_t>(map.mapFileSize) ||
-        entry.oFilePathText != platform::pathToUtf8(map.oFilePath) || entry.oFileStamp != loaded.oFileStamp ||
-        entry.oFileSize != static_cast<std::uint64_t>(map.oFileSize) || !isUsable(entry)) {
-        return false;
-    }
-    takeFingerprint(entry, map);
-    takeParsedFields(std::move(entry), map);
+    takeFingerprint(found->second, loaded.map);
+    takeParsedFields(std::move(found->second), loaded.map);
     return true;
 }
 
@@ -238,10 +235,9 @@ bool computeMapFingerprint(MapInfo& map, const std::filesystem::path& cacheDir, 
         return false;
     }
     MapCatalogCache cache = readCatalogCache(cacheDir);
-    MapCatalogCache updated = cache;
     MapInfo fresh;
     try {
-        if (!loadMapEntry(map.folderPath, map.name, fresh, cacheDir, &cache, &updated, true, stop) ||
+        if (!loadMapEntry(map.folderPath, map.name, fresh, cacheDir, &cache, &cache, true, stop) ||
             !hasFingerprint(fresh)) {
             return false;
         }
@@ -250,7 +246,7 @@ bool computeMapFingerprint(MapInfo& map, const std::filesystem::path& cacheDir, 
         return false;
     }
     map = std::move(fresh);
-    writeCatalogCache(cacheDir, updated);
+    writeCatalogCache(cacheDir, cache);
     return true;
 }
 

@@ -13,9 +13,9 @@ namespace NetPlay {
 
 // Builds the record of one map folder: from its cache line while both files are unchanged, otherwise by parsing. False
 // when the folder does not exist or holds neither file. With `computeFingerprint` both digests are made sure of. A
-// complete map's line is moved out of `cache` and goes to `updated`; both may be null. A map whose script cannot be
-// read, or has too much for the cache, is listed with what is known, gets no line, and leaves one warning in the log.
-// False, too, when a stop is requested meanwhile; then nothing goes to `updated`. Throws
+// complete map's line is moved out of `cache` and goes to `updated`; both may be null, or the same table. A map whose
+// script cannot be read, or has too much for the cache, is listed with what is known, gets no line, and leaves one
+// warning in the log. False, too, when a stop is requested meanwhile; then nothing goes to `updated`. Throws
 // std::filesystem::filesystem_error when the folder cannot be listed to its end.
 bool loadMapEntry(const std::filesystem::path& folder, const std::string& name, MapInfo& map,
                   const std::filesystem::path& cacheDir, MapCatalogCache* cache, MapCatalogCache* updated,
