@@ -94,14 +94,14 @@ private:
 
 struct BarKeys {
     std::optional<std::string_view> select;
-    std::string name;
+    std::string_view name;
     std::optional<std::int32_t> playerId;
 };
 
-// What the patterns found.
+// What the patterns found. Texts are views into the file's.
 struct ScriptKeys {
     std::optional<std::int32_t> playerNum;
-    std::map<std::int32_t, std::string> sideName;
+    std::map<std::int32_t, std::string_view> sideName;
     std::vector<std::pair<std::int32_t, std::int32_t>> sideSizes;
     std::vector<BarKeys> bars{1};  // by number
 
@@ -137,7 +137,7 @@ ScriptKeys collectKeys(std::string_view text, const std::stop_token& stop) {
         } else if (place.word == "side") {
             const auto name = sideName.valueAt(text, place);
             if (name && !name->empty()) {
-                keys.sideName[toMapNumber(place.number)] = cleanMapText(*name);
+                keys.sideName[toMapNumber(place.number)] = *name;
             }
             if (const auto size = sideNum.valueAt(text, place)) {
                 keys.sideSizes.emplace_back(toMapNumber(place.number), toMapNumber(*size));
@@ -150,7 +150,7 @@ ScriptKeys collectKeys(std::string_view text, const std::stop_token& stop) {
                 keys.bar(place.number).select = *select;
             }
             if (const auto name = barName.valueAt(text, place)) {
-                keys.bar(place.number).name = cleanMapText(*name);
+                keys.bar(place.number).name = *name;
             }
             if (const auto playerId = barPlayerId.valueAt(text, place)) {
                 keys.bar(place.number).playerId = toMapNumber(*playerId);
@@ -253,8 +253,10 @@ MapScriptData parseMapScript(std::string_view text, const std::stop_token& stop)
         }
         return std::string(piece);
     };
+    std::map<std::int32_t, std::string> sideName;
     for (const auto& [number, name] : keys.sideName) {
-        data.sides.push_back(counted(name));
+        data.sides.push_back(counted(cleanMapText(name)));
+        sideName[number] = data.sides.back();
     }
     data.slots.resize(static_cast<std::size_t>(data.slotCount));
     for (std::int32_t number = 1; number <= data.slotCount; ++number) {
@@ -265,7 +267,7 @@ MapScriptData parseMapScript(std::string_view text, const std::stop_token& stop)
         slot.team = defaultSideName(number, data.slotCount);
         slot.selectType = counted(bar.select.value_or(undeclared));
         slot.isPlayerSlot = isPlayerSelectType(slot.selectType);
-        slot.slotLabel = counted(bar.name);
+        slot.slotLabel = counted(cleanMapText(bar.name));
         data.playerSlotCount += slot.isPlayerSlot ? 1 : 0;
     }
     if (data.playerSlotCount == 0) {
@@ -274,9 +276,9 @@ MapScriptData parseMapScript(std::string_view text, const std::stop_token& stop)
     // The sides' sizes, laid end to end.
     auto slot = data.slots.begin();
     for (const auto& [side, size] : data.sideSizes) {
-        const auto name = keys.sideName.find(side);
+        const auto name = sideName.find(side);
         for (std::int32_t i = 0; i < size && slot != data.slots.end(); ++i, ++slot) {
-            slot->team = name != keys.sideName.end() ? counted(name->second) : slot->team;
+            slot->team = name != sideName.end() ? counted(name->second) : slot->team;
         }
     }
     return data;
