@@ -55,7 +55,7 @@ const char kRefusals[] = R"(2 rooms/1/join => wrong room password
 // On a fresh lobby: matches last 50 seconds, sessions 100, and who is silent for more than 20 in a waiting room has
 // left.
 const char* const kStories[] = {R"(1 rooms/1/ready {"ready":true}
-0 rooms/1/start {"pm_host":"26.1.2.3","pm_port":40001}
+0 rooms/1/start {"pm_host":"127.0.0.1","pm_port":40001} => room/pm_host => 203.0.113.9
 2 rooms/1/join {"password":"pw"} => game already started
 1 rooms/1/ready {"ready":true} => game already started
 +30000
@@ -265,7 +265,8 @@ private:
         lobby_ = std::make_unique<Lobby>(LobbyOptions{0, 50, 20, 100});
         names_ = QStringList{QStringLiteral("甲甲"), QStringLiteral("乙乙"), QStringLiteral("丙丙")};
         post_ = [this](const QString& path, const QByteArray& body) {
-            LobbyReply reply = lobby_->handle({QStringLiteral("POST"), path, body}, now_);
+            LobbyReply reply =
+                lobby_->handle({QStringLiteral("POST"), path, body, QStringLiteral("203.0.113.9")}, now_);
             reply.body.insert(QStringLiteral("status"), reply.status);
             return reply.body;
         };

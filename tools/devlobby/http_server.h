@@ -1,9 +1,10 @@
-// HTTP/1.1 on loopback, one request a connection.
+// HTTP/1.1, one request a connection, with or without TLS.
 #pragma once
 
 #include "devlobby/lobby.h"
 
 #include <QPointer>
+#include <QSslConfiguration>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -18,16 +19,29 @@ public:
     using Connection = QPointer<QTcpSocket>;
     using Handler = std::function<void(const LobbyRequest&, const Connection&)>;
 
+    // How the body of a reply goes out. All of them are plain HTTP, which any client takes.
+    enum class Packing {
+        whole,
+        gzip,  // whether the client asked for it or not
+        drip,  // in chunks, one after another
+    };
+
     explicit HttpServer(Handler handler) : handler_(std::move(handler)) {}
 
+    void setPacking(Packing packing) { packing_ = packing; }
+    // From then on connections speak TLS. Both files are PEM. False when they hold no certificate, or no key.
+    bool setTls(const QString& certificateFile, const QString& keyFile);
+
     // Sends the reply and closes the connection.
-    static void answer(const Connection& connection, const LobbyReply& reply);
+    void answer(const Connection& connection, const LobbyReply& reply) const;
 
 protected:
     void incomingConnection(qintptr descriptor) override;
 
 private:
     Handler handler_;
+    Packing packing_ = Packing::whole;
+    QSslConfiguration tls_;
 };
 
 }  // namespace devlobby

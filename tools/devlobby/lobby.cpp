@@ -24,6 +24,10 @@ QString text(const QJsonObject& object, const char* key) {
     return object.value(QLatin1String(key)).toString();
 }
 
+bool isLoopback(const QString& host) {
+    return host.startsWith(QLatin1String("127.")) || host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0;
+}
+
 // Who may take an action, and when; whoever takes one is in the room already.
 struct ActionRule {
     const char* word;
@@ -75,7 +79,12 @@ LobbyReply Lobby::handle(const LobbyRequest& request, qint64 now) {
     if (!document.isObject()) {
         return refused(QStringLiteral("the body is not a JSON object"), 400);
     }
-    const QJsonObject body = document.object();
+    QJsonObject body = document.object();
+    const QString gameHost = QStringLiteral("pm_host");
+    if (isLoopback(body.value(gameHost).toString()) && !request.sender.isEmpty() && !isLoopback(request.sender)) {
+        // Such an address would lead every other player's game to that player's own machine.
+        body[gameHost] = request.sender;
+    }
     if (endpoint == QLatin1String("login") || endpoint == QLatin1String("register")) {
         return signIn(body, endpoint == QLatin1String("register"), now);
     }

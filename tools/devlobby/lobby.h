@@ -22,6 +22,7 @@ struct LobbyRequest {
     QString method;  // "GET" or "POST"
     QString path;
     QByteArray body;
+    QString sender = {};  // the IPv4 address that it came from; empty where there is none
 };
 
 // The name of what a request asks for: "rooms" for the list, "create" for a new room, else the path's last word.

@@ -1,4 +1,4 @@
-// A lobby server for development, demonstration and tests: real HTTP, loopback only, nothing kept on disk.
+// A lobby server for development, demonstration and tests: real HTTP, nothing kept on disk.
 #include "devlobby/options.h"
 #include "devlobby/service.h"
 
@@ -48,11 +48,27 @@ int run(const devlobby::Options& options) {
         std::fprintf(stderr, "devlobby: cannot write %s: %s\n", qPrintable(options.traceFile), qPrintable(error));
         return 1;
     }
-    if (!service.listen(options.port)) {
-        std::fprintf(stderr, "devlobby: cannot listen on port %d\n", options.port);
+    service.flaws = options.flaws;
+    service.http().setPacking(options.packing);
+    const bool tls = !options.certificateFile.isEmpty();
+    if (tls && !service.http().setTls(options.certificateFile, options.keyFile)) {
+        std::fprintf(stderr, "devlobby: no certificate and key in %s and %s, or no TLS library on this machine\n",
+                     qPrintable(options.certificateFile), qPrintable(options.keyFile));
         return 1;
     }
-    std::printf("devlobby listening on http://127.0.0.1:%d\n", service.port());
+    const QString address = options.address.toString();
+    if (!service.listen(options.port, options.address)) {
+        std::fprintf(stderr, "devlobby: cannot listen on port %d of %s\n", options.port, qPrintable(address));
+        return 1;
+    }
+    if (!options.address.isLoopback()) {
+        std::fprintf(stderr,
+                     "devlobby: other machines can reach this server. It is made for development: passwords lie "
+                     "open in its memory,\nnobody is kept from asking too much, and all is lost when it ends.\n");
+    }
+    const bool ipv6 = options.address.protocol() == QAbstractSocket::IPv6Protocol;
+    std::printf("devlobby listening on %s://%s:%d\n", tls ? "https" : "http",
+                qPrintable(ipv6 ? QStringLiteral("[%1]").arg(address) : address), service.port());
     std::fflush(stdout);
     QTimer watch;
     QObject::connect(&watch, &QTimer::timeout, &watch, [] {

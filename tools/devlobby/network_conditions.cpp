@@ -41,6 +41,7 @@ bool NetworkConditions::setLatency(const QString& text) {
 bool NetworkConditions::addFailure(const QString& text) {
     static const std::map<QString, Failure> kKinds = {{QStringLiteral("401"), Failure::unauthorized},
                                                       {QStringLiteral("500"), Failure::serverError},
+                                                      {QStringLiteral("302"), Failure::redirect},
                                                       {QStringLiteral("cut"), Failure::cut},
                                                       {QStringLiteral("silent"), Failure::silent}};
     const auto kind = kKinds.find(text.section(QLatin1Char('@'), 0, 0));

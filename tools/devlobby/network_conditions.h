@@ -19,6 +19,7 @@ struct Latency {
 enum class Failure {
     unauthorized,  // answered with 401 instead of being carried out
     serverError,   // answered with 500 instead of being carried out
+    redirect,      // answered with 302 instead of being carried out
     cut,           // carried out; the connection closes without a reply
     silent,        // carried out; the connection stays open without a reply
 };
@@ -31,8 +32,8 @@ public:
     bool setLatency(const QString& text);
     // From now on a latency is only the upper bound of a random time. The same seed gives the same times in turn.
     void setJitter(quint32 seed) { random_ = QRandomGenerator(seed); }
-    // "KIND@ENDPOINT", and ":N" behind it when only the first N requests fail. KIND is 401, 500, cut or silent; the
-    // endpoint "*" stands for all. False when the text is none such.
+    // "KIND@ENDPOINT", and ":N" behind it when only the first N requests fail. KIND is 401, 500, 302, cut or silent;
+    // the endpoint "*" stands for all. False when the text is none such.
     bool addFailure(const QString& text);
 
     // Those of the next request.

@@ -1,5 +1,7 @@
 #include "devlobby/options.h"
 
+#include <QFileInfo>
+
 #include <limits>
 
 namespace devlobby {
@@ -7,9 +9,12 @@ namespace devlobby {
 const char* const kUsage =
     "usage: devlobby [options]\n"
     "\n"
-    "A development lobby server on 127.0.0.1. It keeps everything in memory.\n"
+    "A development lobby server. It keeps everything in memory. For players of your own: docs/server.md.\n"
     "\n"
     "  --port N                 port to listen on, 40000 without it; 0 picks a free one\n"
+    "  --bind ADDRESS           the address to listen on, 127.0.0.1 without it; 0.0.0.0: every address of this "
+    "machine\n"
+    "  --tls CERT:KEY           speaks https with this certificate and its key, both PEM files; tried on Linux\n"
     "  --account NAME:PASSWORD  an account to begin with; may be given several times\n"
     "  --launch-delay-ms N      from a start to the start of the games, 0 to 60000, 0 without it\n"
     "  --match-seconds N        ends a match N seconds after its start, 0 to 86400; 0: its host ends it\n"
@@ -23,11 +28,20 @@ const char* const kUsage =
     "  --jitter SEED            makes of each latency a random time up to it, the same for the same SEED\n"
     "  --fail KIND@ENDPOINT[:N] lets the requests to ENDPOINT fail, or only the first N; may be given several times,\n"
     "                           the first that fits counts. KIND is\n"
-    "                             401, 500: answered with that status and not carried out\n"
-    "                             cut:      carried out, then the connection is closed without a reply\n"
-    "                             silent:   carried out, and never answered\n"
-    "  --trace FILE             writes a JSON line into FILE for every request and every reply, passwords and tokens\n"
-    "                           left out\n"
+    "                             401, 500, 302: answered with that status and not carried out\n"
+    "                             cut:           carried out, then the connection is closed without a reply\n"
+    "                             silent:        carried out, and never answered\n"
+    "  --flaw NAME              serves in a way that breaks clients; may be given several times. NAME is\n"
+    "                             light-list:    the list's rooms lack seats, messages and launch data\n"
+    "                             no-session:    no room has a session_id\n"
+    "                             same-session:  the session_id is 1 for every match\n"
+    "                             magic-word:    every refusal holds \"auth\"\n"
+    "                             keep-leavers:  a leave is answered and not carried out\n"
+    "                             odd-ids:       rooms have ids that break their paths\n"
+    "  --packing NAME           gzip: bodies go out packed; drip: in chunks, one after another. Every client takes "
+    "both\n"
+    "  --trace FILE             writes a JSON line into FILE, - for the standard output, for every request and every\n"
+    "                           reply, passwords and tokens left out\n"
     "  --exit-with-stdin        ends when the standard input closes\n"
     "  --help                   this text\n"
     "\n"
@@ -47,6 +61,18 @@ std::optional<int> readNumber(const QString& text, int most) {
     return ok && number >= 0 && number <= most ? std::optional(number) : std::nullopt;
 }
 
+// A Windows path holds a colon itself, so the files tell which of them divides the two.
+bool readTls(const QString& value, Options& options) {
+    for (int colon = value.indexOf(QLatin1Char(':')); colon >= 0; colon = value.indexOf(QLatin1Char(':'), colon + 1)) {
+        options.certificateFile = value.left(colon);
+        options.keyFile = value.mid(colon + 1);
+        if (QFileInfo(options.certificateFile).isFile() && QFileInfo(options.keyFile).isFile()) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // False when the option is unknown or its value is wrong.
 bool applyOption(const QString& option, const QString& value, Options& options) {
     if (option == QLatin1String("--account")) {
@@ -63,6 +89,19 @@ bool applyOption(const QString& option, const QString& value, Options& options) 
     }
     if (option == QLatin1String("--fail")) {
         return options.network.addFailure(value);
+    }
+    if (option == QLatin1String("--flaw")) {
+        return options.flaws.add(value);
+    }
+    if (option == QLatin1String("--packing")) {
+        options.packing = value == QLatin1String("gzip") ? HttpServer::Packing::gzip : HttpServer::Packing::drip;
+        return value == QLatin1String("gzip") || value == QLatin1String("drip");
+    }
+    if (option == QLatin1String("--bind")) {
+        return options.address.setAddress(value);
+    }
+    if (option == QLatin1String("--tls")) {
+        return readTls(value, options);
     }
     if (option == QLatin1String("--jitter")) {
         const std::optional<int> seed = readNumber(value, std::numeric_limits<int>::max());

@@ -1,9 +1,9 @@
 // The command line of the development lobby.
 #pragma once
 
-#include "devlobby/lobby.h"
-#include "devlobby/network_conditions.h"
+#include "devlobby/service.h"
 
+#include <QHostAddress>
 #include <QStringList>
 
 #include <utility>
@@ -13,12 +13,17 @@ namespace devlobby {
 
 struct Options {
     int port = 40000;  // 0: any free one
+    QHostAddress address = QHostAddress::LocalHost;
+    QString certificateFile;  // with keyFile: for TLS; empty: none
+    QString keyFile;
     bool exitWithStdin = false;
     bool help = false;
     std::vector<std::pair<QString, QString>> accounts;  // name and password
-    QString traceFile;                                  // empty: none
+    QString traceFile;                                  // empty: none; "-": standard output
     LobbyOptions lobby;
     NetworkConditions network;
+    Flaws flaws;
+    HttpServer::Packing packing = HttpServer::Packing::whole;
 };
 
 extern const char* const kUsage;

@@ -19,8 +19,8 @@ Service::Service(const LobbyOptions& options, NetworkConditions conditions)
           receive(request, connection);
       }) {}
 
-bool Service::listen(int port) {
-    return server_.listen(QHostAddress::LocalHost, static_cast<quint16>(port));
+bool Service::listen(int port, const QHostAddress& address) {
+    return server_.listen(address, static_cast<quint16>(port));
 }
 
 void Service::after(int delayMs, const std::function<void()>& step) {
@@ -41,9 +41,12 @@ void Service::receive(const LobbyRequest& request, const HttpServer::Connection&
 void Service::carryOut(Held held) {
     const std::optional<Failure> failure = conditions_.takeFailure(endpointOf(held.request));
     held.carriedOutAt = QDateTime::currentMSecsSinceEpoch();
-    held.reply = failure == Failure::unauthorized  ? refusal(401, QStringLiteral("login expired"))
-                 : failure == Failure::serverError ? refusal(500, QStringLiteral("server failure"))
-                                                   : lobby.handle(held.request, held.carriedOutAt);
+    held.reply = failure == Failure::unauthorized   ? refusal(401, QStringLiteral("login expired"))
+                 : failure == Failure::serverError  ? refusal(500, QStringLiteral("server failure"))
+                 : failure == Failure::redirect     ? refusal(302, QStringLiteral("elsewhere"))
+                 : flaws.leavesUndone(held.request) ? LobbyReply{200, {{QStringLiteral("ok"), true}}}
+                                                    : lobby.handle(held.request, held.carriedOutAt);
+    flaws.spoil(held.request, held.reply);
     after(held.latency.replyMs, [this, held, failure] { finish(held, failure); });
 }
 
@@ -51,7 +54,7 @@ void Service::finish(const Held& held, std::optional<Failure> failure) {
     const bool lost = !held.connection || failure == Failure::cut || failure == Failure::silent;
     trace.reply(held, lost ? QStringLiteral("lost") : QStringLiteral("reply"), QDateTime::currentMSecsSinceEpoch());
     if (!lost) {
-        HttpServer::answer(held.connection, held.reply);
+        server_.answer(held.connection, held.reply);
     } else if (failure == Failure::cut && held.connection) {
         held.connection->abort();
     }

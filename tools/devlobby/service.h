@@ -1,6 +1,7 @@
 // The lobby on the network: conditions hold requests and replies up or lose them, a trace tells of them.
 #pragma once
 
+#include "devlobby/flaws.h"
 #include "devlobby/http_server.h"
 #include "devlobby/network_conditions.h"
 #include "devlobby/trace.h"
@@ -13,11 +14,13 @@ public:
     Service(const LobbyOptions& options, NetworkConditions conditions);
 
     // 0: any free port. False when it cannot be had.
-    bool listen(int port);
+    bool listen(int port, const QHostAddress& address = QHostAddress::LocalHost);
     int port() const { return server_.serverPort(); }
+    HttpServer& http() { return server_; }
 
     Lobby lobby;
     Trace trace;
+    Flaws flaws;
 
 private:
     struct Held : Exchange {

@@ -30,8 +30,11 @@ QJsonValue withoutSecrets(const QJsonValue& value) {
 }  // namespace
 
 bool Trace::open(const QString& file, QString& error) {
+    constexpr int kStandardOutput = 1;
     file_.setFileName(file);
-    const bool opened = file_.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
+    const bool opened = file == QLatin1String("-")
+                            ? file_.open(kStandardOutput, QIODevice::WriteOnly | QIODevice::Unbuffered)
+                            : file_.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
     error = file_.errorString();
     return opened;
 }

@@ -19,7 +19,8 @@ struct Exchange {
 // request names one. Of passwords and tokens only the length is told.
 class Trace {
 public:
-    // False with the system's sentence in `error` when the file cannot be written. Without a file nothing is.
+    // False with the system's sentence in `error` when the file cannot be written; "-" is the standard output. Without
+    // a file nothing is written.
     bool open(const QString& file, QString& error);
 
     // "event" is "request", "body" what was sent: an object, or the number of bytes where it is none.
