@@ -23,3 +23,5 @@ int inspectMaps(const QStringList& words);
 int inspectMapFile(const QStringList& words);
 int inspectFingerprint(const QStringList& words);
 int inspectPlay(const QStringList& words);
+// Prints a table instead of JSON.
+int inspectCheckServer(const QStringList& words);

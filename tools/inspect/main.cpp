@@ -1,4 +1,5 @@
-// netplay-inspect: the client's logic from a console, for diagnosis and scripts. JSON on stdout in UTF-8.
+// netplay-inspect: the client's logic from a console, for diagnosis and scripts. JSON on stdout in UTF-8; check-server
+// prints a table.
 //
 // Exit code 0: the operation succeeded; 1: it reported failure, and the document has "error"; 2: wrong use.
 #include "inspect/arguments.h"
@@ -35,6 +36,7 @@ constexpr Command kCommands[] = {
      "       [--start-with N] [--matches N] [--options 0:1,2:3] [--room-password P] [--game-host H] [--game-port P]\n"
      "       [--give-up SECONDS]",
      inspectPlay},
+    {"check-server", "URL [--accounts A:P,B:P,C:P] [--match-end SECONDS] [--timeout MS]", inspectCheckServer},
 };
 
 void printUsage() {
