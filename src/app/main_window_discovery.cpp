@@ -1,11 +1,12 @@
 // The settings page's search for a room host on the VPN network, and its connection test.
 #include "app/main_window.h"
 #include "lobby/access_manager.h"
-#include "settings/lobby_health.h"
+#include "lobby/lobby_health.h"
 
 #include <QLabel>
 #include <QLineEdit>
 #include <QNetworkAccessManager>
+#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QPushButton>
 #include <QSpinBox>
@@ -65,6 +66,7 @@ bool MainWindow::fillFromThisMachine() {
         return false;
     }
     QTcpSocket socket;
+    socket.setProxy(QNetworkProxy::NoProxy);
     socket.connectToHost(address, networkSources.lobbyPort);
     if (!socket.waitForConnected(kOwnServerWaitMs)) {
         return false;
@@ -87,7 +89,7 @@ bool MainWindow::fillFromHostFile(const QString& path) {
 }
 
 void MainWindow::searchNeighbours(const QStringList& neighbours) {
-    hostSearch = new QNetworkAccessManager(settingsPage);
+    hostSearch = makeAccessManager(settingsPage);
     neighboursPending = neighbours.size();
     radminButton->setEnabled(false);
     showStatus(settingsStatusLabel,
@@ -123,7 +125,7 @@ void MainWindow::onSettingsTestConnection() {
         showStatus(settingsStatusLabel, QStringLiteral("请先填写 Lobby 地址和游戏主机。"));
         return;
     }
-    connectionTest = new QNetworkAccessManager(settingsPage);
+    connectionTest = makeAccessManager(settingsPage);
     testConnectionButton->setEnabled(false);
     lobbyTestText.clear();
     gameHostTestText.clear();
@@ -144,6 +146,7 @@ void MainWindow::testLobby(const QString& baseUrl) {
 
 void MainWindow::testGameHost(const QString& host, int port) {
     auto* socket = new QTcpSocket(connectionTest);
+    socket->setProxy(QNetworkProxy::NoProxy);
     auto* timer = new QTimer(socket);
     timer->setSingleShot(true);
     // The first event tells; a connection that breaks later is none of the test's business.

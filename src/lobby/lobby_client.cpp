@@ -8,7 +8,6 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QScopedValueRollback>
-#include <QSslError>
 #include <QTimer>
 #include <QUrl>
 
@@ -25,11 +24,6 @@ QString withoutTrailingSlashes(QString url) {
         url.chop(1);
     }
     return url;
-}
-
-bool isLoopbackHost(const QUrl& url) {
-    const QString host = url.host(QUrl::FullyDecoded).toLower();
-    return host == QLatin1String("localhost") || host == QLatin1String("127.0.0.1") || host == QLatin1String("::1");
 }
 
 QString serverErrorText(const QJsonDocument& document, const QString& fallback) {
@@ -86,7 +80,7 @@ struct LobbyClient::Answer {
 };
 
 LobbyClient::LobbyClient(const QString& baseUrl, QObject* parent)
-    : QObject(parent), network_(new QNetworkAccessManager(this)), baseUrl_(withoutTrailingSlashes(baseUrl)) {
+    : QObject(parent), network_(makeAccessManager(this)), baseUrl_(withoutTrailingSlashes(baseUrl)) {
     reader_.setMaxThreadCount(1);
 }
 
@@ -154,11 +148,7 @@ void LobbyClient::armReplyTimeout(QNetworkReply* reply, int timeoutMs) {
     connect(timer, &QTimer::timeout, reply, [this, reply] { endLateReply(reply); });
     timer->start();
     connect(reply, &QObject::destroyed, this, &LobbyClient::releaseIdleManagers, Qt::QueuedConnection);
-    connect(reply, &QNetworkReply::sslErrors, reply, [reply](const QList<QSslError>& errors) {
-        if (isLoopbackHost(reply->url())) {
-            reply->ignoreSslErrors(errors);
-        }
-    });
+    acceptOwnCertificate(reply);
     boundReplySize(reply);
 }
 
@@ -168,7 +158,7 @@ void LobbyClient::endLateReply(QNetworkReply* reply) {
     }
     const bool headEnded = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
     if (!headEnded && reply->manager() == network_) {
-        network_ = new QNetworkAccessManager(this);
+        network_ = makeAccessManager(this);
     }
     reply->abort();
 }

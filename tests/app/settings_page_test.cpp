@@ -3,6 +3,7 @@
 #include "support/scripted_server.h"
 #include "support/test_registry.h"
 
+#include <QNetworkProxy>
 #include <QTcpSocket>
 
 class SettingsPageTest : public QObject, ClientWindow {
@@ -56,6 +57,16 @@ private Q_SLOTS:
             pressed("测试连接", server.url() + QLatin1Char('/'), port == 0 ? server.serverPort() : port);
             TRY_COMPARE(pageStatus(), text(expected));
         }
+    }
+
+    // A proxy would say that both are there.
+    void connectionTestWithoutProxy() {
+        const ScriptedServer proxy([this](auto&) { return healthy; });
+        QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpProxy, text("127.0.0.1"), proxy.serverPort()});
+        field("游戏主机")->setProperty("text", text("0.0.0.0"));
+        pressed("测试连接", text("http://0.0.0.0:1"), 1);
+        TRY_COMPARE(pageStatus(), text("Lobby ✗ 无法连接 (HTTP 0)    游戏主机 ✗ 无法连接"));
+        QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
     }
 
     void search() {

@@ -1,11 +1,14 @@
 // What each operation sends, and what replies of every sort, also those that no honest server sends, become.
+#include "lobby/access_manager.h"
 #include "lobby/lobby_client.h"
+#include "lobby/lobby_health.h"
 #include "support/scripted_server.h"
 #include "support/test_registry.h"
 
 #include <QChildEvent>
 #include <QFile>
 #include <QHostInfo>
+#include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QPointer>
 #include <QProcess>
@@ -389,6 +392,36 @@ private Q_SLOTS:
         QVERIFY(player.lines.isEmpty());
     }
 
+    // Not by the proxy that the system names; a loopback address would not go there in any case.
+    void connectsDirectly() {
+        Player player;
+        const ScriptedServer proxy([](const auto&) { return reply(R"({"ok":true})"); });
+        qputenv("http_proxy", proxy.url().toLatin1());
+        const QString nobody = QStringLiteral("http://0.0.0.0:1");
+        player.client->setBaseUrl(nobody);
+        player.call("login");
+        QVERIFY(player.await(1) && !healthOf(nobody).good);
+        qunsetenv("http_proxy");
+        QVERIFY(player.lines.first().startsWith(QLatin1String("login|failed|")) && proxy.requests.isEmpty());
+    }
+
+    void health() {
+        const std::tuple<QByteArray, const char*, bool> rows[] = {
+            {"{\"ok\":true,\"x\":[]}", "200 OK", true},
+            {"{\"ok\":\"true\"}", "200 OK", false},
+            {"{\"ok\":true}", "202 Accepted", false},
+            {"", "401 Oops\r\nWWW-Authenticate: NTLM", false},
+            {"", "401 Oops\r\nWWW-Authenticate: Negotiate", false},
+            {"{\"ok\":true}" + QByteArray(64 << 10, ' '), "200 OK", false}};
+        for (const auto& [body, status, good] : rows) {
+            const ScriptedServer server([script = reply(body, status)](const auto&) { return script; });
+            const LobbyHealth health = healthOf(server.url());
+            QVERIFY2(health.good == good && health.status == QByteArray(status).left(3).toInt(), body.left(99));
+            QVERIFY(server.requests.size() == 1 && !server.requests[0].headers.contains("authorization"));
+            QCOMPARE(server.requests[0].target, QByteArray("/api/lobby/health"));
+        }
+    }
+
     // Good enough for this machine's own names, refused elsewhere.
     void selfSignedCertificates() {
         const QTemporaryDir folder;
@@ -408,21 +441,29 @@ private Q_SLOTS:
                 qWarning("this machine does not know %s", host);
                 continue;
             }
-            const auto answer = std::bind(reply, R"({"auth_token":"t"})", "200 OK");
+            const auto answer = std::bind(reply, R"({"auth_token":"t","ok":true})", "200 OK");
             ScriptedServer server(answer, QHostAddress::AnyIPv4, tls);
             Player player;
-            player.client->setBaseUrl(
-                QStringLiteral("https://%1:%2").arg(QLatin1String(host)).arg(server.serverPort()));
+            const QString url = QStringLiteral("https://%1:%2").arg(QLatin1String(host)).arg(server.serverPort());
+            player.client->setBaseUrl(url);
             player.call("login");
             QVERIFY(player.await(1));
             // Nothing is said of plaintext here, and nothing sent to a server that is not trusted.
             const bool accepted = player.lines.first() == QLatin1String("login|ok|login ok");
             QVERIFY2(accepted == (qstrcmp(host, "127.0.0.2") != 0), qPrintable(player.lines.first()));
             QCOMPARE(server.requests.size(), accepted ? 1 : 0);
+            QCOMPARE(healthOf(url).good, accepted);
         }
     }
 
 private:
+    static LobbyHealth healthOf(const QString& url) {
+        const std::unique_ptr<QNetworkAccessManager> network(makeAccessManager(nullptr));
+        QNetworkReply* reply = requestLobbyHealth(*network, url, 30'000);
+        const bool finished = QTest::qWaitFor([reply] { return reply->isFinished(); }, 30'000);
+        return finished ? readLobbyHealth(*reply) : LobbyHealth();
+    }
+
     bool eventFilter(QObject* receiver, QEvent* event) override {
         if (event->type() == QEvent::ChildAdded && qobject_cast<QNetworkReply*>(receiver)) {
             lastOfReply_ = static_cast<QChildEvent*>(event)->child();

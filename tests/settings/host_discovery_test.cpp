@@ -1,12 +1,8 @@
-// The host file, the VPN network's addresses, and the health check that tells a lobby server.
+// The host file, and the VPN network's addresses.
 #include "settings/host_discovery.h"
-#include "settings/lobby_health.h"
-#include "support/scripted_server.h"
 #include "support/test_registry.h"
 
 #include <QFile>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -23,15 +19,6 @@ const std::pair<QByteArray, const char*> kHostFiles[] = {
     {"LobbyHttp\nGameHost=a\nGamePort=1", "none - 0"},
     {QByteArray("LobbyHttp=http://a\0\nGamePort=1", 31), "none - 0"},
     {"LobbyHttp=http://a\nGamePort=1\n" + QByteArray(64 << 10, '\n'), "none - 0"}};
-
-// Body, rest of the status line, whether it is a host's.
-const std::tuple<QByteArray, const char*, bool> kReplies[] = {
-    {"{\"ok\":true,\"x\":[]}", "200 OK", true},
-    {"{\"ok\":\"true\"}", "200 OK", false},
-    {"{\"ok\":true}", "202 Accepted", false},
-    {"", "401 Oops\r\nWWW-Authenticate: NTLM", false},
-    {"", "401 Oops\r\nWWW-Authenticate: Negotiate", false},
-    {"{\"ok\":true}" + QByteArray(64 << 10, ' '), "200 OK", false}};
 
 }  // namespace
 
@@ -57,19 +44,6 @@ private Q_SLOTS:
                                                    0x1B010203, 0x0100001A, 0x1A020304, 0xFFFFFFFF, 0x1A000002},
                                                   {0x1A090909, 0x7F000001});
         QCOMPARE(found.join(QLatin1Char(' ')), QStringLiteral("26.0.0.2 26.2.3.4 26.100.0.1"));
-    }
-
-    void health() {
-        QNetworkAccessManager network;
-        for (const auto& [body, status, good] : kReplies) {
-            ScriptedServer server([script = ScriptedServer::reply(body, status)](const auto&) { return script; });
-            QNetworkReply* reply = requestLobbyHealth(network, server.url(), 30'000);
-            QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), 30'000);
-            const LobbyHealth health = readLobbyHealth(*reply);
-            QVERIFY2(health.good == good && health.status == QByteArray(status).left(3).toInt(), body.left(99));
-            QVERIFY(server.requests.size() == 1 && !server.requests[0].headers.contains("authorization"));
-            QCOMPARE(server.requests[0].target, QByteArray("/api/lobby/health"));
-        }
     }
 };
 

@@ -1,5 +1,6 @@
 #include "support/scripted_server.h"
 
+#include <QNetworkProxy>
 #include <QSslCertificate>
 #include <QSslSocket>
 
@@ -49,6 +50,7 @@ bool takeRequest(QByteArray& buffer, ScriptedRequest& request) {
 
 ScriptedServer::ScriptedServer(Handler handler, const QHostAddress& address, const QSslConfiguration& tls, quint16 port)
     : handler_(std::move(handler)), tls_(tls) {
+    setProxy(QNetworkProxy::NoProxy);
     if (!listen(address, port)) {
         qFatal("scripted server: %s", qPrintable(errorString()));
     }

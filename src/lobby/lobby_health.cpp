@@ -1,4 +1,6 @@
-#include "settings/lobby_health.h"
+#include "lobby/lobby_health.h"
+
+#include "lobby/access_manager.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -19,6 +21,7 @@ QNetworkReply* requestLobbyHealth(QNetworkAccessManager& network, const QString&
     // Otherwise a challenge would be answered with what the system knows of the player.
     request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
     QNetworkReply* reply = network.get(request);
+    acceptOwnCertificate(reply);
     const auto abort = [reply] {
         if (reply->isRunning()) {
             reply->abort();
