@@ -4,6 +4,8 @@
 #include "lobby/bounds.h"
 #include "lobby/json_readers.h"
 
+#include <QCoreApplication>
+#include <QIODevice>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -11,6 +13,7 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -42,6 +45,39 @@ bool isAuthExpired(int status, const QString& text) {
 bool isRejected(const QJsonDocument& document) {
     const QJsonValue ok = document.object().value(QLatin1String("ok"));
     return !ok.isUndefined() && !jsonBool(ok, false);
+}
+
+// Qt sends a request again whose connection ends without a reply, unless it cannot read the body from its beginning.
+class BodyReadOnce : public QIODevice {
+public:
+    BodyReadOnce(QByteArray bytes, QObject* parent) : QIODevice(parent), bytes_(std::move(bytes)) {
+        open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    }
+    qint64 size() const override { return bytes_.size(); }
+    bool reset() override { return false; }
+
+protected:
+    qint64 readData(char* data, qint64 maxSize) override {
+        const qint64 length = std::min(maxSize, size() - pos());
+        std::copy_n(bytes_.cbegin() + pos(), length, data);
+        return length;
+    }
+    qint64 writeData(const char*, qint64) override { return -1; }
+
+private:
+    const QByteArray bytes_;
+};
+
+// Qt's text, null when there was no error.
+QString transportErrorOf(const QNetworkReply& reply) {
+    switch (reply.error()) {
+    case QNetworkReply::NoError:
+        return QString();
+    case QNetworkReply::ContentReSendError:
+        return QCoreApplication::translate("QHttp", "Connection closed");  // Qt's own is "Unknown error"
+    default:
+        return reply.errorString();
+    }
 }
 
 // Counts what is held after decompression, which no Content-Length tells.
@@ -122,7 +158,10 @@ QNetworkRequest LobbyClient::request(const QString& path) const {
 QNetworkReply* LobbyClient::sendJson(const QString& path, const QJsonObject& body) {
     QNetworkRequest post = request(path);
     post.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    return network_->post(post, QJsonDocument(body).toJson(QJsonDocument::Compact));
+    auto* bytes = new BodyReadOnce(QJsonDocument(body).toJson(QJsonDocument::Compact), network_);
+    QNetworkReply* reply = network_->post(post, bytes);
+    bytes->setParent(reply);
+    return reply;
 }
 
 quint64 LobbyClient::postJson(const QString& path, const QJsonObject& body, ReplyCallback callback, int timeoutMs) {
@@ -178,7 +217,7 @@ void LobbyClient::handleReply(QNetworkReply* reply, const LobbyRequest& asked, c
     answer->asked = asked;
     answer->userName = userName_;
     answer->status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    answer->transportError = reply->error() == QNetworkReply::NoError ? QString() : reply->errorString();
+    answer->transportError = transportErrorOf(*reply);
     answer->packed = reply->hasRawHeader("Content-Encoding");
     // An aborted reply is closed already.
     answer->body = reply->isOpen() ? reply->readAll() : QByteArray();

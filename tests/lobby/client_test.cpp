@@ -392,6 +392,21 @@ private Q_SLOTS:
         QVERIFY(player.lines.isEmpty());
     }
 
+    // Whatever becomes of the connection, the server may have carried out what it was sent.
+    void postsAreSentOnce() {
+        for (const Script& broken :
+             {Script{{}, true}, Script{{}, false, true}, raw("HTTP", true), {"no HTTP\r\n\r\n"}}) {
+            Player player;
+            player.call("kick");  // leaves a connection that is used again
+            QVERIFY(player.await(2));
+            player.answer = broken;
+            player.call("kick");
+            QVERIFY(player.await(4));
+            QCOMPARE(player.lines.at(2), QStringLiteral("action|kick|failed|Connection closed"));
+            QCOMPARE(player.server.requests.size(), 2);
+        }
+    }
+
     // Not by the proxy that the system names; a loopback address would not go there in any case.
     void connectsDirectly() {
         Player player;

@@ -21,7 +21,7 @@ LONE_HEADERS = {("room", "launch"): "launch/game_launch_request.h", ("widgets", 
 NETWORK_CLASSES = re.compile(r"Q(Network\w*|Tcp\w*|Udp\w*|Host\w*|Ssl\w*|AbstractSocket|LocalSocket|LocalServer)$")
 # Of QtCore what is in use: a new one gets its place here.
 CORE_CLASSES = re.compile(
-    r"Q(t\w*|Object|String\w*|Latin1\w*|Char|Byte\w*|Vector|Map|Hash|Set|List|Json\w*|Timer|Url|File\w*|Dir|Settings|"
+    r"Q(t\w*|Object|IODevice|String\w*|Latin1\w*|Char|Byte\w*|Vector|Map|Hash|Set|List|Json\w*|Timer|Url|File\w*|Dir|Settings|"
     r"Debug|EventLoop|Variant|ElapsedTimer|CoreApplication|Pointer|Text(Stream|Codec)|Process|SaveFile|Cryptographic\w*|"
     r"ScopedValueRollback|ThreadPool|RegularExpression|TemporaryDir)$")
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)')
