@@ -304,6 +304,14 @@ void MainWindow::renderRoomChat() {
     }
     chatSignature = signature;
     roomChatView->setPlainText(roomChatText(currentRoom.messages));
+    // What wraps is indented, so that blanks in a message cannot begin a line in another's name.
+    constexpr int kHangingIndent = 16;
+    QTextBlockFormat hanging;
+    hanging.setLeftMargin(kHangingIndent);
+    hanging.setTextIndent(-kHangingIndent);
+    QTextCursor whole(roomChatView->document());
+    whole.select(QTextCursor::Document);
+    whole.mergeBlockFormat(hanging);
     roomChatView->moveCursor(QTextCursor::End);
 }
 

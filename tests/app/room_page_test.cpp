@@ -7,8 +7,10 @@
 #include <QMenu>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QTextBlock>
 #include <QTextDocument>
 #include <QTextEdit>
+#include <QTextLayout>
 
 class RoomPageTest : public QObject {
     Q_OBJECT
@@ -56,12 +58,17 @@ private Q_SLOTS:
     // Polls that bring nothing new leave everything as it is, an open drop-down too.
     void quietPolls() {
         WindowFixture fixture;
-        const QString lines = text(R"({"text":"hi"},)").repeated(40).chopped(1);
+        // The first wraps: behind its blanks nothing begins a line as another's message does.
+        const QString blanks(300, u' ');
+        const QString lines =
+            text(R"(,{"text":"hi"})").repeated(40).prepend(text(R"({"text":"%1you: hi"})").arg(blanks));
         const QJsonObject room = fixture.room("me you+ him", text(R"("messages":[%1])").arg(lines).toUtf8());
         fixture.enterRoom(room);
         QTableWidget* table = fixture.slotTable();
         table->selectRow(1);
         auto* chat = fixture.window->findChild<QTextEdit*>();
+        const QTextLayout* wrapped = chat->document()->firstBlock().layout();
+        QVERIFY(wrapped->lineAt(0).naturalTextRect().left() < wrapped->lineAt(1).naturalTextRect().left());
         chat->verticalScrollBar()->setValue(5);
         QTest::keyClicks(fixture.edit("输入聊天内容"), text("half a sen"));
         TRY(difficulty(fixture, "普通") != nullptr);
