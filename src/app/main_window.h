@@ -258,6 +258,8 @@ private:
     void refreshSettingsPage();
     void onSettingsProfileChanged();
     void showServerFields(const ServerFields& fields);
+    // The lobby's address on the page, completed where it is one.
+    QString typedBaseUrl() const;
     void applyServerFields(const QString& lobbyHttp, const QString& gameHost, int gamePort, const QString& statusText);
     void readSettingsPage();
     bool saveSettings();

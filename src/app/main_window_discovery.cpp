@@ -119,7 +119,7 @@ void MainWindow::takeNeighbourAnswer(const QString& address, bool isHost) {
 
 void MainWindow::onSettingsTestConnection() {
     stopConnectionTest();
-    const QString baseUrl = normalizeBaseUrl(lobbyHttpEdit->text().trimmed());
+    const QString baseUrl = typedBaseUrl();
     const QString host = gameHostEdit->text().trimmed();
     if (baseUrl.isEmpty() || host.isEmpty()) {
         showStatus(settingsStatusLabel, QStringLiteral("请先填写 Lobby 地址和游戏主机。"));

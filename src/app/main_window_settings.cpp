@@ -194,9 +194,13 @@ void MainWindow::applyServerFields(const QString& lobbyHttp, const QString& game
     showStatus(settingsStatusLabel, statusText);
 }
 
+QString MainWindow::typedBaseUrl() const {
+    return completeBaseUrl(lobbyHttpEdit->text()).value_or(normalizeBaseUrl(lobbyHttpEdit->text().trimmed()));
+}
+
 void MainWindow::readSettingsPage() {
     settings.serverProfile = serverProfileBox->currentData().toString();
-    settings.lobbyHttp = normalizeBaseUrl(lobbyHttpEdit->text().trimmed());
+    settings.lobbyHttp = typedBaseUrl();
     settings.gameHost = gameHostEdit->text().trimmed();
     settings.gamePort = gamePortBox->value();
     settings.gameDisplayPreset = displayPresetBox->currentData().toUInt();
@@ -212,6 +216,13 @@ bool MainWindow::saveSettings() {
 void MainWindow::saveSettingsFromPage() {
     stopHostSearch();
     stopConnectionTest();
+    if (!completeBaseUrl(lobbyHttpEdit->text())) {
+        showStatus(
+            settingsStatusLabel,
+            QStringLiteral("Lobby 地址不正确，没有保存。请按“http://主机:端口”填写，例如 http://127.0.0.1:40000。"));
+        lobbyHttpEdit->setFocus();
+        return;
+    }
     readSettingsPage();
     if (!saveSettings()) {
         showStatus(settingsStatusLabel, QStringLiteral("保存失败：") + settings.configFilePath);

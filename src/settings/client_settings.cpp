@@ -11,6 +11,7 @@
 #include <QSet>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QUrl>
 #include <QVector>
 
 #include <algorithm>
@@ -261,6 +262,20 @@ QString normalizeBaseUrl(const QString& url) {
         --length;
     }
     return url.left(length);
+}
+
+std::optional<QString> completeBaseUrl(const QString& typed) {
+    const QString text = typed.trimmed();
+    const bool namesScheme = text.contains(QLatin1String("://"));
+    const bool beginsAsHttp = text.startsWith(QLatin1String("http:"), Qt::CaseInsensitive) ||
+                              text.startsWith(QLatin1String("https:"), Qt::CaseInsensitive);
+    const QString whole = namesScheme || text.isEmpty() ? text : QLatin1String("http://") + text;
+    const QUrl url(whole);
+    const bool isServer = url.isValid() && !url.host().isEmpty() && !url.hasQuery() && !url.hasFragment();
+    if (!text.isEmpty() && (namesScheme != beginsAsHttp || !isServer)) {
+        return std::nullopt;
+    }
+    return normalizeBaseUrl(whole);
 }
 
 QString normalizeDisplayMode(const QString& text) {

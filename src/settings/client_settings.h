@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 struct ClientSettings {
     QString lobbyHttp = QStringLiteral("http://127.0.0.1:40000");  // without a trailing slash
     QString gameHost = QStringLiteral("127.0.0.1");                // used when the room names no host
@@ -39,6 +41,10 @@ QString deriveServerProfile(const QString& lobbyHttp, const QString& gameHost, i
 
 // The text without the slashes at its end.
 QString normalizeBaseUrl(const QString& url);
+
+// A server's address as a player types it, normalised: without blanks around it, and with "http://" where it names no
+// scheme. Empty for an empty one; nothing for what is no address of a server by HTTP or HTTPS.
+std::optional<QString> completeBaseUrl(const QString& typed);
 
 // "borderless" or "fullscreen", whatever the case and the blanks around; "windowed" for any other text.
 QString normalizeDisplayMode(const QString& text);

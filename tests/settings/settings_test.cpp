@@ -167,6 +167,28 @@ private Q_SLOTS:
         }
     }
 
+    void typedAddresses() {
+        const std::pair<const char*, const char*> rows[] = {{" lobby.example:40000 ", "http://lobby.example:40000"},
+                                                            {"26.1.2.3", "http://26.1.2.3"},
+                                                            {"[::1]:40000/", "http://[::1]:40000"},
+                                                            {"HTTPS://h:1/base//", "HTTPS://h:1/base"},
+                                                            {"大厅.example", "http://大厅.example"},
+                                                            {"  ", ""},
+                                                            {"http://", nullptr},
+                                                            {"http:/26.1.2.3:1", nullptr},
+                                                            {"https:h", nullptr},
+                                                            {"ftp://h", nullptr},
+                                                            {"::1", nullptr},
+                                                            {"h:99999", nullptr},
+                                                            {"h：40000", nullptr},
+                                                            {"两 个词", nullptr},
+                                                            {"h/?room=1", nullptr}};
+        for (const auto& [typed, expected] : rows) {
+            QCOMPARE(completeBaseUrl(QString::fromUtf8(typed)).value_or(QStringLiteral("refused")),
+                     QString::fromUtf8(expected == nullptr ? "refused" : expected));
+        }
+    }
+
     void commandLine() {
         const std::pair<const char*, const char*> rows[] = {
             {"program --user alice --autologin", "alice 1"},
