@@ -18,11 +18,13 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 TOOLS = "x86_64-w64-mingw32-"
+TEXTS = "translations/qtbase_zh_CN.qm"
 PLUGINS = ["platforms/qwindows.dll", "styles/qwindowsvistastyle.dll"]
 LICENSES = {
     "LGPL-3.txt": "/usr/share/common-licenses/LGPL-3",
     "GPL-3.txt": "/usr/share/common-licenses/GPL-3",
     "qtbase.txt": "/usr/share/doc/libqt5core5a/copyright",
+    "qttranslations.txt": "/usr/share/doc/qttranslations5-l10n/copyright",
     "gcc.txt": "/usr/share/doc/gcc-mingw-w64-x86-64-posix-runtime/copyright",
     "mingw-w64.txt": "/usr/share/doc/mingw-w64-x86-64-dev/copyright",
 }
@@ -52,6 +54,7 @@ class Build:
 
     def __init__(self, folder):
         self.bin = folder / "bin"
+        self.texts = self.bin / TEXTS
         cache = folder / "CMakeCache.txt"
         if not cache.exists():
             raise PackageError(f"no build in {folder}")
@@ -94,13 +97,15 @@ def stage(build, folder):
     """Lays out in `folder` what both packages hold; gives the relative paths in a fixed order."""
     program = build.bin / "netplay-lobby.exe"
     plugins = [build.bin / plugin for plugin in PLUGINS]
-    for file in [program, *plugins]:
+    for file in [program, build.texts, *plugins]:
         if not file.exists():
             raise PackageError(f"{file} is missing")
     (folder / "licenses").mkdir()
     for plugin in PLUGINS:
         (folder / "bin" / "plugins" / plugin).parent.mkdir(parents=True)
         shutil.copyfile(build.bin / plugin, folder / "bin" / "plugins" / plugin)
+    (folder / "bin" / TEXTS).parent.mkdir()
+    shutil.copyfile(build.texts, folder / "bin" / TEXTS)
     for library in build.needed_libraries([program, *plugins]):
         shutil.copyfile(library, folder / "bin" / library.name)
     run(TOOLS + "strip", "-o", folder / "bin" / program.name, program)

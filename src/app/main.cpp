@@ -1,4 +1,5 @@
 #include "app/main_window.h"
+#include "app/translations.h"
 #include "widgets/theme.h"
 
 #include <QApplication>
@@ -9,6 +10,7 @@ int main(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("联机大厅"));
     QApplication::setOrganizationName(QStringLiteral("联机大厅"));
+    installTranslations(application);
     application.setStyleSheet(applicationStyleSheet());
     colorPlaceholders(application);
     MainWindow window;
