@@ -2,7 +2,9 @@
 
 #include "lobby/lobby_client.h"
 #include "lobby/shown_text.h"
+#include "platform/files.h"
 #include "room/room_rules.h"
+#include "room/standing_troubles.h"
 #include "widgets/makers.h"
 
 #include <QCloseEvent>
@@ -12,6 +14,8 @@
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QTimer>
+
+#include <algorithm>
 
 namespace {
 
@@ -36,6 +40,7 @@ MainWindow::MainWindow(const ClientPaths& clientPaths, const QStringList& argume
     makeTimers();
     wireWatchers();
     showLoginPage();
+    refreshStandingTroubles();
     if (settings.autoLogin) {
         // Behind the event loop's start, so that the window is on screen first.
         QTimer::singleShot(0, this, &MainWindow::onLogin);
@@ -71,7 +76,35 @@ void MainWindow::buildPages() {
     }
     setCentralWidget(pageStack);
     letEnterPress(*this);
+    buildStatusBar();
+}
+
+void MainWindow::buildStatusBar() {
     statusBar()->setSizeGripEnabled(true);
+    connect(statusBar(), &QStatusBar::messageChanged, this,
+            [this](const QString& message) { statusBar()->setToolTip(wholeTextTip(message)); });
+    troubleLabel = makeLabel(QStringLiteral("StandingTrouble"), QString());
+    troubleLabel->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);  // the pages keep their height
+    statusBar()->addPermanentWidget(troubleLabel);
+}
+
+void MainWindow::refreshStandingTroubles() {
+    const std::u16string game = joinPath(joinPath(paths.dataRoot, u"core"), u"game.exe");
+    const std::u16string maps = joinPath(paths.dataRoot, u"map");
+    const auto listed = platform::listFolder(platform::toPath(maps));
+    const bool holdsMaps =
+        listed && std::any_of(listed->begin(), listed->end(), [](const auto& entry) { return entry.isDirectory; });
+    const QVector<StandingTrouble> troubles = standingTroubles(
+        {dirExists(paths.dataRoot), fileExists(game), holdsMaps, failedPolls, QString::fromStdU16String(paths.dataRoot),
+         QString::fromStdU16String(game), QString::fromStdU16String(maps)});
+    QStringList texts;
+    QStringList tips;
+    for (const StandingTrouble& trouble : troubles) {
+        texts += trouble.text;
+        tips += trouble.tip;
+    }
+    troubleLabel->setText(texts.join(QStringLiteral("  ")));
+    troubleLabel->setToolTip(wholeTextTip(tips.join(QLatin1Char('\n'))));
 }
 
 void MainWindow::wireClient() {
@@ -102,9 +135,19 @@ void MainWindow::showStatus(QLabel* label, const QString& wholeText) {
     const QString text = shownText(wholeText, kMaxStatusLength);
     if (label != nullptr) {
         label->setText(text);
+        label->setToolTip(wholeTextTip(text));
     }
     if (!text.isEmpty()) {
         statusBar()->showMessage(text, 0);
+    }
+}
+
+void MainWindow::withdrawStatus(QLabel* label, const QString& beginning) {
+    if (label->text().startsWith(beginning)) {
+        showStatus(label, QString());
+    }
+    if (statusBar()->currentMessage().startsWith(beginning)) {
+        statusBar()->clearMessage();
     }
 }
 

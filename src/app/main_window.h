@@ -127,8 +127,13 @@ private:
     void wireClient();
     void makeTimers();
     void wireWatchers();
+    void buildStatusBar();
+    // What stands at the right of the status bar: troubles that will spoil the evening.
+    void refreshStandingTroubles();
     // The one way to tell the player anything. An empty text clears the label and leaves the status bar.
     void showStatus(QLabel* label, const QString& wholeText);
+    // Takes back what no longer goes on: a text that begins so goes from the label and from the status bar.
+    void withdrawStatus(QLabel* label, const QString& beginning);
     QLabel* currentStatusLabel() const;
     bool isShown(const QWidget* page) const;
     // On the login or register page, or at the settings from there.
@@ -227,6 +232,7 @@ private:
     // ---- main_window_polling.cpp: rooms every two seconds, the heartbeat, the connection's dot ----
     void pollRooms();
     void requestRooms(bool visible, const QString& text);
+    void setFailedPolls(int count);
     void sendRoomHeartbeat();
     void onHeartbeatResult(bool ok);
     void setConnectionState(int state);
@@ -291,6 +297,7 @@ private:
     QWidget* roomPage = nullptr;
     QWidget* settingsPage = nullptr;
     QWidget* pageBeforeSettings = nullptr;
+    QLabel* troubleLabel = nullptr;
 
     // Login and register pages.
     QLineEdit* loginUserEdit = nullptr;
@@ -398,4 +405,5 @@ private:
 
     int connectionState = 0;  // 0 connected, 1 reconnecting, 2 disconnected
     int heartbeatFailures = 0;
+    int failedPolls = 0;  // in a row
 };

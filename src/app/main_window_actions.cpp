@@ -369,7 +369,7 @@ void MainWindow::dispatchRoomActionResult(const QString& action, bool speaks) {
     const RoomSlot* own = ownSlot();
     const ActionOutcome outcome = actionOutcome(action, speaks && own != nullptr ? own->ready : readyAsked);
     if (action == QLatin1String("move-slot")) {
-        roomStatusLabel->clear();
+        showStatus(roomStatusLabel, QString());
         statusBar()->clearMessage();
     } else if (isShown(roomPage) || outcome.tellsOnAnyPage) {
         showOutcome(outcome.text);

@@ -94,6 +94,7 @@ void MainWindow::onCatalogLoaded() {
         return;
     }
     takeCatalog(catalogWatcher.result());
+    refreshStandingTroubles();
     if (isShown(lobbyPage)) {
         showStatus(lobbyStatusLabel, QStringLiteral("地图已加载:%1 张，可以创建游戏。").arg(mapCatalog.size()));
     } else if (isShown(roomPage)) {

@@ -177,6 +177,7 @@ void MainWindow::finishConnectionTest(QString& place, const QString& text) {
 // Released later, as it may be one of its replies that calls; a neighbour may be any server.
 void MainWindow::stopHostSearch() {
     if (hostSearch != nullptr) {
+        withdrawStatus(settingsStatusLabel, QStringLiteral("正在搜索房主"));
         QTimer::singleShot(0, settingsPage, [search = hostSearch] { releaseAccessManager(search); });
         hostSearch = nullptr;
     }
@@ -185,6 +186,7 @@ void MainWindow::stopHostSearch() {
 
 void MainWindow::stopConnectionTest() {
     if (connectionTest != nullptr) {
+        withdrawStatus(settingsStatusLabel, QStringLiteral("正在测试连接"));
         QTimer::singleShot(0, settingsPage, [test = connectionTest] {
             qDeleteAll(test->findChildren<QTcpSocket*>());
             releaseAccessManager(test);

@@ -111,12 +111,14 @@ QLayout* MainWindow::buildLobbyBottom() {
     // No word of a message may widen the window.
     lobbyStatusLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     lobbyStatusLabel->setMaximumHeight(kHighestStatus);
+    lobbyStatusLabel->setAlignment(Qt::AlignLeft | Qt::AlignTop);  // a long message shows its beginning
+    lobbyStatusLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     connect(joinButton, &QPushButton::clicked, this, &MainWindow::onJoin);
 
     auto* row = new QHBoxLayout;
     row->addWidget(joinButton);
     row->addStretch();
-    row->addWidget(lobbyStatusLabel, 1);
+    row->addWidget(lobbyStatusLabel, 1, Qt::AlignVCenter);
     return row;
 }
 
@@ -132,6 +134,7 @@ void MainWindow::enterLobby(const QString& text) {
     showStatus(lobbyStatusLabel, message);
     loadMapCatalog(false);
     renderRoomTable();
+    refreshStandingTroubles();
 }
 
 void MainWindow::renderRoomTable() {
@@ -241,6 +244,8 @@ void MainWindow::onJoin() {
 void MainWindow::joinRoomConfirmed(const RoomInfo& room) {
     QJsonObject extra;
     if (room.isPrivate || room.hasPassword) {
+        withdrawStatus(lobbyStatusLabel, QStringLiteral("进入房间中"));
+        withdrawStatus(lobbyStatusLabel, QStringLiteral("正在校验地图版本"));
         const std::optional<QString> password = askRoomPassword(this, roomName(room));
         if (!password || closing || endLostSession(QString())) {
             return;

@@ -21,6 +21,8 @@ QLabel* makeStatusLabel() {
     QLabel* label = makeLabel(QStringLiteral("StatusDot"), QString());
     label->setWordWrap(true);
     label->setMaximumHeight(kHighestStatus);
+    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);  // a long message shows its beginning
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     return label;
 }
 
@@ -109,6 +111,7 @@ void MainWindow::stopPolling() {
     roomPollTimer->stop();
     roomsRequest = 0;
     roomsFetchVisible = false;
+    setFailedPolls(0);
 }
 
 void MainWindow::showLoginPage() {
@@ -122,6 +125,7 @@ void MainWindow::showLoginPage() {
 void MainWindow::showRegisterPage() {
     stopPolling();
     pageStack->setCurrentWidget(registerPage);
+    showStatus(registerStatusLabel, QString());
     registerStatusLabel->setText(QStringLiteral("请输入用户名和密码，由服务器创建或验证账户。"));
     registerUserEdit->setText(loginUserEdit->text().trimmed());
     registerUserEdit->setFocus();

@@ -5,6 +5,7 @@
 #include "room/poll_rules.h"
 #include "room/room_rules.h"
 #include "room/session_rules.h"
+#include "room/standing_troubles.h"
 
 #include <QApplication>
 #include <QJsonObject>
@@ -35,6 +36,14 @@ void MainWindow::requestRooms(bool visible, const QString& text) {
         if (!text.isEmpty()) {
             showStatus(currentStatusLabel(), text);
         }
+    }
+}
+
+void MainWindow::setFailedPolls(int count) {
+    const bool changes = (count >= kSilentPolls) != (failedPolls >= kSilentPolls);
+    failedPolls = std::min(count, kSilentPolls);
+    if (changes) {
+        refreshStandingTroubles();
     }
 }
 
@@ -76,6 +85,7 @@ void MainWindow::onRoomsUpdated(QVector<RoomInfo> newRooms, const QString& error
     if (!answerCounts() || endLostSession(error, isLoginExpiredError(error))) {
         return;
     }
+    setFailedPolls(error.isEmpty() ? 0 : failedPolls + 1);
     rooms = std::move(newRooms);
     renderRoomTable();
     if (!error.isEmpty()) {

@@ -66,6 +66,7 @@ void MainWindow::buildSettingsPage() {
                               "#SettingsCard { background: @panel; border: 1px solid @line; border-radius: 6px; }")));
     settingsStatusLabel = makeLabel(QStringLiteral("StatusDot"), QString());
     settingsStatusLabel->setWordWrap(true);
+    settingsStatusLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     settingsStatusLabel->setMinimumWidth(1);  // a long word is cut off instead of widening the window
     testConnectionButton = new QPushButton(QStringLiteral("测试连接"));
     auto* saveButton = makePrimaryButton(QStringLiteral("保存"));
@@ -153,7 +154,7 @@ void MainWindow::openSettings() {
     pageBeforeSettings = pageStack->currentWidget();
     refreshSettingsPage();
     pageStack->setCurrentWidget(settingsPage);
-    settingsStatusLabel->clear();
+    showStatus(settingsStatusLabel, QString());
 }
 
 void MainWindow::closeSettings() {

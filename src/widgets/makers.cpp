@@ -192,3 +192,7 @@ QString plainTip(const QString& text) {
     const QString tip = shownText(text);
     return Qt::mightBeRichText(tip) ? Qt::convertFromPlainText(tip) : tip;
 }
+
+QString wholeTextTip(const QString& text) {
+    return text.isEmpty() ? QString() : Qt::convertFromPlainText(text, Qt::WhiteSpaceNormal);
+}

@@ -56,3 +56,5 @@ void sizeWindow(QWidget& window, const QSize& size, const QSize& least, const QW
 
 // For setToolTip(), which would take what looks like markup for markup.
 QString plainTip(const QString& text);
+// The same of a text that may be cut where it stands, and is long: it wraps. Empty for an empty one.
+QString wholeTextTip(const QString& text);

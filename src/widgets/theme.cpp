@@ -21,7 +21,7 @@ constexpr struct {
     {"edge", 0x353D49},        {"strongEdge", 0x4A576A},     {"hoverEdge", 0x3D8BF0},     {"handle", 0x3A434F},
     {"accent", 0x2D8CF0},      {"accentHover", 0x4A9BF5},    {"accentPressed", 0x1E7BE0}, {"disabledAccent", 0x2A3A52},
     {"bright", 0xFFFFFF},      {"disabledBright", 0x7E93B5}, {"text", 0xE6EAF0},          {"soft", 0xC2CAD6},
-    {"muted", 0x8A93A2},       {"faint", 0x5A6472},          {"placeholder", 0x6C7686},
+    {"muted", 0x8A93A2},       {"faint", 0x5A6472},          {"placeholder", 0x6C7686},   {"trouble", 0xFF9800},
 };
 
 // Once a line edit is shown, the style sheet has laid its palette and leaves this entry alone.
@@ -74,6 +74,7 @@ QMainWindow, QWidget { background: @window; }
 #Title { font-size: 18px; font-weight: 700; color: @bright; padding: 2px 0 6px 0; }
 #SectionLabel { color: @muted; font-size: 11px; font-weight: 700; letter-spacing: 1px; padding-top: 8px; }
 #StatusDot { font-size: 12px; padding-top: 4px; }
+#StandingTrouble { color: @trouble; font-size: 12px; padding: 0 6px; }
 #Sidebar { background: @panel; border-right: 1px solid @line; }
 #Sep { background: @line; max-height: 1px; border: none; }
 

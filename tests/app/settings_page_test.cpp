@@ -97,6 +97,7 @@ private Q_SLOTS:
         pressed("测试连接", silent.url(), 1);
         QCOMPARE(search(port, "", deaf), text("正在搜索房主：测试 2 个 Radmin 邻居的 40000 端口..."));
         press("返回");
+        QVERIFY(!status().startsWith(text("正在")));  // nothing goes on any more
         QVERIFY(pressed("设置").isEmpty() && !search(port, "", deaf).isEmpty());
         QCOMPARE(pressed("测试连接", silent.url(), 1), text("正在测试连接…"));
     }

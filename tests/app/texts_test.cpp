@@ -1,4 +1,4 @@
-// What Qt tells a player, in Chinese.
+// What a player reads: in Chinese, to its end, and for as long as it is true.
 #include "app/translations.h"
 #include "support/test_registry.h"
 #include "window_fixture.h"
@@ -57,10 +57,44 @@ private Q_SLOTS:
             }
             const std::unique_ptr<QMenu> menu(dialog.findChild<QLineEdit*>()->createStandardContextMenu());
             captions += menu->actions().first()->text().section(u'\t', 0, 0);
+            captions += fixture.status();  // the check of the map is over
             dialog.reject();
         });
         fixture.press("进入房间");
-        TRY_COMPARE(captions.join(u' '), text("确定 取消 撤消(&U)"));
+        TRY_COMPARE(captions.join(u' '), text("确定 取消 撤消(&U) "));
+    }
+
+    void toTheirEnd() {
+        WindowFixture fixture;
+        fixture.signIn();
+        const QString message = text("<b>") + text("很长的话").repeated(100);
+        Q_EMIT fixture.client()->roomActionResult(text("join"), false, {}, {}, message);
+        auto* label = fixture.find<QLabel>("text", QString(text("[join] ") + message));
+        QVERIFY(label != nullptr && label->textInteractionFlags().testFlag(Qt::TextSelectableByMouse));
+        for (const QWidget* cut : std::initializer_list<const QWidget*>{label, fixture.window->statusBar()}) {
+            QVERIFY2(cut->toolTip().contains(text("&lt;b&gt;") + message.mid(3)), qPrintable(cut->toolTip()));
+        }
+        // Its beginning is in view, a short text in the middle of its row.
+        QVERIFY(label->height() < label->heightForWidth(label->width()) && label->alignment().testFlag(Qt::AlignTop));
+    }
+
+    void standingTroubles() {
+        WindowFixture fixture;
+        fixture.open();
+        const auto* place = fixture.find<QLabel>("objectName", text("StandingTrouble"));
+        QCOMPARE(place->text(), text("没有找到 game.exe"));
+        QVERIFY(place->toolTip().contains(text("game.exe")) && place->toolTip().contains(text("core")));
+        fixture.write("gametest/core/game.exe", {});
+        fixture.press("登录");
+        TRY(place->text().isEmpty() && place->toolTip().isEmpty() && fixture.told("地图已加载") == 1);
+        fixture.stopPolls();
+        const QString told = fixture.status();
+        for (const char* expected : {"", "服务器没有回应", "服务器没有回应"}) {
+            Q_EMIT fixture.client()->roomsUpdated({}, text("no answer"));
+            QCOMPARE(place->text() + fixture.status(), text(expected) + told);
+        }
+        fixture.poll({});
+        QCOMPARE(place->text(), QString());
     }
 };
 

@@ -4,6 +4,7 @@
 #include "room/room_clock.h"
 #include "room/rows.h"
 #include "room/session_rules.h"
+#include "room/standing_troubles.h"
 #include "support/test_registry.h"
 
 namespace {
@@ -93,6 +94,24 @@ private Q_SLOTS:
         QCOMPARE(judge({room}, "you"), text("1"));
         QCOMPARE(judge({room}, "me"), text("2 detail"));
         QCOMPARE(judge({over, room}, "me"), text("2"));
+    }
+
+    void troubles() {
+        // Whether the game's folder, the game and a map are there, and how many polls in a row failed.
+        const char* const rows =
+            "000 9 => 没有找到游戏文件夹 root 服务器没有回应 每 2 \n101 0 => 没有找到 game.exe game\n"
+            "110 1 => 地图文件夹里没有地图 maps\n111 1 =>\n111 2 => 服务器没有回应 每 2 ";
+        forEachRow(rows, [](const QString& facts) {
+            QString told;
+            const auto is = [&facts](int place) {
+                return facts[place] == u'1';
+            };
+            for (const StandingTrouble& trouble : standingTroubles(
+                     {is(0), is(1), is(2), facts.mid(4).toInt(), text("root"), text("game"), text("maps")})) {
+                told += u' ' + trouble.text + u' ' + trouble.tip.left(4);
+            }
+            return told;
+        });
     }
 
     // In a room "7" since request 5: the list that asked as 3 is late, and so is all that was under way when, behind

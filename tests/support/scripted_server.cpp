@@ -1,6 +1,5 @@
 #include "support/scripted_server.h"
 
-#include <QNetworkProxy>
 #include <QSslCertificate>
 #include <QSslSocket>
 
@@ -50,7 +49,6 @@ bool takeRequest(QByteArray& buffer, ScriptedRequest& request) {
 
 ScriptedServer::ScriptedServer(Handler handler, const QHostAddress& address, const QSslConfiguration& tls, quint16 port)
     : handler_(std::move(handler)), tls_(tls) {
-    setProxy(QNetworkProxy::NoProxy);
     if (!listen(address, port)) {
         qFatal("scripted server: %s", qPrintable(errorString()));
     }
