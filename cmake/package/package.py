@@ -111,6 +111,8 @@ def stage(build, folder):
     run(TOOLS + "strip", "-o", folder / "bin" / program.name, program)
     shutil.copyfile(HERE / "qt.conf", folder / "bin" / "qt.conf")
     copy_text(HERE / "readme.txt", folder / "使用说明.txt", build.version)
+    script = (HERE / "start_with_log.cmd").read_bytes()
+    (folder / "带日志启动.cmd").write_bytes(script.replace(b"\n", b"\r\n"))  # the command interpreter knows no mark
     copy_text(HERE / "licenses.txt", folder / "licenses" / "README.txt", build.version)
     for name, source in LICENSES.items():
         copy_text(source, folder / "licenses" / name, build.version)

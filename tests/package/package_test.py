@@ -76,8 +76,8 @@ class PackageTest(unittest.TestCase):
             slots = [slot for room in json.load(reply)["rooms"] for slot in room["player_slots"]]
         return next((slot for slot in slots if slot["name"] == PLAYER), {})
 
-    def play_match(self):
-        """From the start of the installed program to its end; the host is a player without a window."""
+    def play_match(self, *starter):
+        """From the start of the program to its end; the host is a player without a window."""
         for root in (self.work / "game", self.work / "主机"):
             (root / "core").mkdir(parents=True)
             shutil.copy(BUILD / "bin/game.exe", root / "core")
@@ -88,7 +88,7 @@ class PackageTest(unittest.TestCase):
         words = f"play --lobby {self.lobby} --user host --password secret --create 房间 --map 10078 --start-with 2"
         host = self.start(BUILD / "bin/netplay-inspect.exe", *words.split(), "--data-root", self.work / "主机")
         report = self.work / "report.json"
-        program = self.start(self.client / "bin/netplay-lobby.exe", "--user", PLAYER, "--auto-login",
+        program = self.start(*starter, "--user", PLAYER, "--auto-login",
                              STANDIN_GAME_REPORT=str(report))
         window = wait_for(lambda: subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "联机大厅"],
                                                  capture_output=True, encoding="utf-8").stdout.split(), "the window")[0]
@@ -107,14 +107,15 @@ class PackageTest(unittest.TestCase):
     def test_zip(self):
         with zipfile.ZipFile(next(self.packages.glob("*.zip"))) as archive:
             archive.extractall(self.client)
-        self.play_match()
+        self.play_match("cmd", "/c", windows_path(self.client / "带日志启动.cmd"))
+        self.assertIn("game started", (self.client / "pm_client_debug.log").read_text(encoding="utf-8"))
 
     def test_setup(self):
         # The installer takes all that follows /D= as it stands: it must come without quotes.
         words = ["/S", *f"/D={windows_path(self.client)}".split(" ")]
         self.assertEqual(self.run_to_end(next(self.packages.glob("*-setup.exe")), *words), 0)
         self.assertEqual(self.run_to_end("reg", "query", ENTRY), 0)
-        self.play_match()
+        self.play_match(self.client / "bin/netplay-lobby.exe")
         self.run_to_end(self.client / "uninstall.exe", "/S")
         wait_for(lambda: self.run_to_end("reg", "query", ENTRY), "the entry to be gone")
         self.assertEqual({file.name for file in self.client.rglob("*.*")}, {"Server.ini", "map_catalog_cache.json"})

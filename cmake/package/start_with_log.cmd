@@ -1,0 +1,3 @@
+@echo off
+set PM_CLIENT_LOG=1
+start "" "%~dp0bin\netplay-lobby.exe" %*
