@@ -4,6 +4,7 @@
 usage: package_test.py BUILD_FOLDER     (needs a display and a Wine prefix)
 """
 import filecmp
+import itertools
 import json
 import os
 import shutil
@@ -30,9 +31,9 @@ def wait_for(condition, what, pause_s=0.1):
     return result
 
 
-def click(window, *points):
-    for x, y in points:
-        subprocess.run(["xdotool", "mousemove", "--window", window, str(x), str(y), "click", "1"], check=True)
+def click(window, x, y, times=1):
+    words = f"mousemove --window {window} {x} {y} click --repeat {times} --delay 50 1"
+    subprocess.run(["xdotool", *words.split()], check=True)
 
 
 def windows_path(path):
@@ -92,10 +93,11 @@ class PackageTest(unittest.TestCase):
                              STANDIN_GAME_REPORT=str(report))
         window = wait_for(lambda: subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "联机大厅"],
                                                  capture_output=True, encoding="utf-8").stdout.split(), "the window")[0]
-        # The room's row, wherever the fonts put it, and "进入房间"; then "准备". Elsewhere these points do nothing.
-        join = [(400, y) for y in range(140, 280, 20)] + [(60, 545)]
-        wait_for(lambda: self.seat() or click(window, *join), "the player in the room", pause_s=1)
-        wait_for(lambda: self.seat().get("ready") or report.exists() or click(window, (790, 535)), "ready", pause_s=3)
+        # The room's row, then "准备", wherever the fonts put them. Elsewhere these points do nothing.
+        rows, buttons = (itertools.cycle(points) for points in (range(160, 300, 20), range(540, 420, -20)))
+        wait_for(lambda: self.seat() or click(window, 400, next(rows), times=2), "the player in the room", pause_s=1)
+        wait_for(lambda: self.seat().get("ready") or report.exists() or click(window, 790, next(buttons)), "ready",
+                 pause_s=2)
         self.assertEqual(host.wait(LIMIT_S), 0)
         wait_for(report.exists, "the game's report")
         game = json.loads(report.read_text(encoding="utf-8"))
