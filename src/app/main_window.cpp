@@ -2,13 +2,13 @@
 
 #include "lobby/lobby_client.h"
 #include "lobby/shown_text.h"
-#include "platform/files.h"
 #include "room/room_rules.h"
 #include "room/standing_troubles.h"
 #include "widgets/makers.h"
 
 #include <QCloseEvent>
 #include <QDialog>
+#include <QDirIterator>
 #include <QLabel>
 #include <QMenu>
 #include <QStackedWidget>
@@ -91,9 +91,8 @@ void MainWindow::buildStatusBar() {
 void MainWindow::refreshStandingTroubles() {
     const std::u16string game = joinPath(joinPath(paths.dataRoot, u"core"), u"game.exe");
     const std::u16string maps = joinPath(paths.dataRoot, u"map");
-    const auto listed = platform::listFolder(platform::toPath(maps));
-    const bool holdsMaps =
-        listed && std::any_of(listed->begin(), listed->end(), [](const auto& entry) { return entry.isDirectory; });
+    // The first will do: there may be tens of thousands.
+    const bool holdsMaps = QDirIterator(QString::fromStdU16String(maps), QDir::Dirs | QDir::NoDotAndDotDot).hasNext();
     const QVector<StandingTrouble> troubles = standingTroubles(
         {dirExists(paths.dataRoot), fileExists(game), holdsMaps, failedPolls, QString::fromStdU16String(paths.dataRoot),
          QString::fromStdU16String(game), QString::fromStdU16String(maps)});

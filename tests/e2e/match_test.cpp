@@ -1,4 +1,5 @@
 // Matches of two real windows against a real lobby server, with real game processes.
+#include "app/create_room_dialog.h"
 #include "e2e/match_fixture.h"
 #include "platform/files.h"
 #include "platform/process.h"
@@ -7,6 +8,7 @@
 
 #include <QApplication>
 #include <QDirIterator>
+#include <QInputMethodEvent>
 #include <QSet>
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -50,6 +52,16 @@ private:
     const QUrl target_;
     bool open_ = true;
 };
+
+// Tab until the widget has the focus, then this key on it.
+void press(Player& player, QWidget* widget, Qt::Key key) {
+    player.window->activateWindow();
+    for (int stops = 0; player.window->focusWidget() != widget && stops < 40; ++stops) {
+        QTest::keyClick(player.window->focusWidget(), Qt::Key_Tab);
+    }
+    TRY(QApplication::focusWidget() == widget && widget->isEnabled());
+    QTest::keyClick(widget, key);
+}
 
 QSet<QString> filesOf(const Player& player) {
     const QDir folder(player.path(""));
@@ -101,6 +113,38 @@ private Q_SLOTS:
         QCOMPARE(filesOf(host) - before,
                  QSet<QString>({text("client/Cache/map_cache/map_catalog_cache.json"), text("gametest/config.lua.lock"),
                                 text("gametest/report.json")}));
+    }
+
+    void byKeysAlone() {
+        Lobby lobby(text("--launch-delay-ms 1"));
+        Player host(kHost, lobby.url());
+        Player guest(kGuest, lobby.url());
+        for (Player* player : {&host, &guest}) {
+            QTest::keyClick(player->window->focusWidget(), Qt::Key_A, Qt::ControlModifier);
+            QInputMethodEvent name;
+            name.setCommitString(player->name());
+            QCoreApplication::sendEvent(player->window->focusWidget(), &name);
+            press(*player, player->edit("密码"), Qt::Key_Home);
+            QTest::keyClicks(player->edit("密码"), text("secret"));
+            QTest::keyClick(player->edit("密码"), Qt::Key_Return);
+            TRY(player->enabled("＋ 创建游戏"));
+        }
+        host.whenShown<CreateRoomDialog>([&host](CreateRoomDialog&) {
+            QTest::keyClick(host.edit("搜索地图"), Qt::Key_Tab);
+            QTest::keyClick(host.edit("游戏名称"), Qt::Key_Return);
+        });
+        press(host, host.button("＋ 创建游戏"), Qt::Key_Return);
+        TRY(host.button("退出房间") != nullptr && guest.roomTable()->rowCount() == 1);
+        press(guest, guest.roomTable(), Qt::Key_Down);
+        press(guest, guest.roomTable(), Qt::Key_Return);
+        TRY(guest.enabled("准备"));
+        QTest::keyClicks(guest.window->focusWidget(), text("hi"));
+        QTest::keyClick(guest.edit("输入聊天内容"), Qt::Key_Return);
+        TRY(guest.told("消息已发送。") == 1 && guest.enabled("准备"));
+        press(guest, guest.button("准备"), Qt::Key_Enter);
+        TRY(host.enabled("开始游戏"));
+        press(host, host.button("开始游戏"), Qt::Key_Space);
+        TRY(host.starts() == 1 && guest.starts() == 1);
     }
 };
 

@@ -34,6 +34,19 @@ sha256:1:2,sha256-map-o-v1,two => 地图文件不完整或无法读取，不能�
 sha256:1:2,sha256-map-o-v1,one => open
 sha256:1:2,,one => open)";
 
+// What the room told and tells, "id,marks,newest message's sender", for "me" => calls or not. Marks: p in play, h "me"
+// is the host, a all are ready.
+const char kCalls[] = R"(1,,>1,p, => calls
+1,p,>1,p, => no
+1,,>2,p, => no
+1,h,>1,ha, => calls
+1,ha,>1,ha, => no
+1,,>1,a, => no
+1,,>1,,you => calls
+1,,you>1,,you => no
+1,,>1,,ME => no
+1,,you>1,, => no)";
+
 }  // namespace
 
 class PollRulesTest : public QObject {
@@ -111,6 +124,29 @@ private Q_SLOTS:
                 told += u' ' + trouble.text + u' ' + trouble.tip.left(4);
             }
             return told;
+        });
+    }
+
+    void whatCallsThePlayer() {
+        const auto roomOf = [](const QString& facts) {
+            RoomInfo room;
+            room.id = facts.section(u',', 0, 0);
+            const QString marks = facts.section(u',', 1, 1);
+            room.status = text(has(marks, 'p') ? "playing" : "waiting");
+            room.host = text(has(marks, 'h') ? "me" : "you");
+            room.playerCount = 2;
+            room.playerSlots.resize(2);
+            room.playerSlots[0].name = text("me");
+            room.playerSlots[1].name = text("you");
+            room.playerSlots[0].ready = room.playerSlots[1].ready = has(marks, 'a');
+            room.messages.resize(1);
+            room.messages[0].from = facts.section(u',', 2);
+            return room;
+        };
+        forEachRow(kCalls, [&roomOf](const QString& facts) {
+            const bool calls =
+                callsPlayer(roomOf(facts.section(u'>', 0, 0)), roomOf(facts.section(u'>', 1)), text("me"));
+            return text(calls ? " calls" : " no");
         });
     }
 
