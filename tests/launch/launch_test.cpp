@@ -277,11 +277,16 @@ private Q_SLOTS:
         std::stop_source stop;
         lock = platform::ExclusiveFile::tryOpen(root->at("config.lua.lock"));
         request.restartExisting = false;
-        const qsizetype begun = logged().size();
-        auto launched = std::async(std::launch::async, [&] { return second.launch(request, stop.get_token()); });
-        const bool waits = QTest::qWaitFor([&] { return logged().size() > begun; }, 60000);
-        stop.request_stop();
-        QVERIFY(!launched.get() && waits && !first.launch(request, stop.get_token()));
+        do {
+            stop = std::stop_source();
+            const qsizetype begun = logged().size();
+            auto launched = std::async(std::launch::async, [&] { return second.launch(request, stop.get_token()); });
+            const bool waits = QTest::qWaitFor([&] { return logged().size() > begun; }, 60000);
+            stop.request_stop();
+            QVERIFY(!launched.get() && waits);
+            // On a busy machine the lock's two seconds may be over first.
+        } while (plain(second.lastError()).startsWith("could not acquire"));
+        QVERIFY(!first.launch(request, stop.get_token()));
         for (const GameLauncher* launcher : {&first, &second}) {
             QVERIFY(plain(launcher->lastError()) == "launch cancelled" && launcher->pid() == 0);
         }
