@@ -1,6 +1,9 @@
 // Replies that overtake each other, come after the player has gone on, or come from a session that has died. The order
 // is forced: the server makes its answer when it is asked and holds it back.
 #include "app/create_room_dialog.h"
+#include "lobby/room_decoder.h"
+#include "platform/files.h"
+#include "platform/process.h"
 #include "support/test_registry.h"
 #include "window_fixture.h"
 
@@ -317,6 +320,31 @@ private Q_SLOTS:
         TRY(fixture.server.sent("leave").size() == 1);
         QVERIFY(fixture.server.requests.last().target.endsWith("/leave"));
         QVERIFY(fixture.server.sent("detail").isEmpty());
+    }
+
+    // A launch that ends when the player is in the next match says nothing there, and holds its start up no longer.
+    void aLaunchForTheRoomBefore() {
+        WindowFixture fixture;
+        fixture.installGame();
+        fixture.enterRoom(fixture.room("host me"));
+        fixture.stopPolls();
+        const QByteArray starts = R"("status":"playing","session_id":1,"pm_launch_slots":[
+            {"player_name":"me","slot":2,"user_id":9}])";
+        auto lock = platform::ExclusiveFile::tryOpen(fixture.path("gametest/config.lua.lock").toStdU16String());
+        fixture.poll({fixture.room("host me", starts)});
+        TRY(fixture.told("自动启动游戏中:") == 1);
+        fixture.poll({});
+        const QJsonObject next = fixture.room("host me", R"("id":"8",)" + starts);
+        fixture.server.rooms = {next};
+        Q_EMIT fixture.client()->roomCreated(true, decodeRoom(next, text("me")), {}, QString());
+        QVERIFY(lock && fixture.told("自动启动游戏中:") == 1);
+        lock.reset();
+        TRY(fixture.told("已启动游戏:") == 2);
+        QCOMPARE(fixture.told("游戏已退出，正在刷新房间..."), 0);
+        TRY(!fixture.server.sent("launch-done").isEmpty());
+        QCOMPARE(fixture.server.sent("launch-done").size(), 1);
+        fixture.window.reset();
+        platform::stopProcessesByPath(u"game.exe", fixture.path("gametest/core/game.exe").toStdU16String());
     }
 
     // A choice in a slot's menu is for the player that it was opened for.
