@@ -189,6 +189,7 @@ private Q_SLOTS:
         };
         QCOMPARE(seats(), text("him"));
         QSignalSpy results(fixture.client(), &LobbyClient::roomActionResult);
+        fixture.server.holds.clear();
         fixture.server.release();
         TRY(results.size() == 1);
         QCOMPARE(seats(), text("him"));
