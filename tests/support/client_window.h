@@ -88,7 +88,7 @@ public:
     // As soon as the button can be pressed.
     void press(const char* caption) const {
         const bool can = QTest::qWaitFor([&] { return enabled(caption); }, PATIENCE);
-        QVERIFY2(can, caption);
+        QVERIFY2(can, qUtf8Printable(text(caption) + text(" while it says ") + status()));
         say(text("[%1]").arg(text(caption)));
         button(caption)->click();
     }
