@@ -150,6 +150,7 @@ QWidget* MainWindow::buildSlotPanel() {
     roomChatView = new QTextEdit(panel);
     roomChatView->setObjectName(QStringLiteral("RoomChat"));
     roomChatView->setReadOnly(true);
+    roomChatView->setUndoRedoEnabled(false);
     roomChatView->setTabChangesFocus(true);
     roomChatView->setMinimumHeight(92);
     roomChatView->setMaximumHeight(150);
@@ -303,15 +304,17 @@ void MainWindow::renderRoomChat() {
         return;
     }
     chatSignature = signature;
-    roomChatView->setPlainText(roomChatText(currentRoom.messages));
     // What wraps is indented, so that blanks in a message cannot begin a line in another's name.
     constexpr int kHangingIndent = 16;
     QTextBlockFormat hanging;
     hanging.setLeftMargin(kHangingIndent);
     hanging.setTextIndent(-kHangingIndent);
     QTextCursor whole(roomChatView->document());
+    whole.beginEditBlock();  // so that all is laid out once
     whole.select(QTextCursor::Document);
-    whole.mergeBlockFormat(hanging);
+    whole.setBlockFormat(hanging);
+    whole.insertText(roomChatText(currentRoom.messages));
+    whole.endEditBlock();
     roomChatView->moveCursor(QTextCursor::End);
 }
 
