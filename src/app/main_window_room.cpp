@@ -51,12 +51,18 @@ QTableWidget* makeSlotTable() {
                                QStringLiteral("状态"), QStringLiteral("网速")};
     QTableWidget* table = makeRowTable(captions, kPlayerColumn, kMaxColumnWidth);
     table->setContextMenuPolicy(Qt::CustomContextMenu);
-    // However small the window, so many players are in view; the chat gives way.
+    // However small the window, so many players are in view, and the chat gives way; unless the font is too tall for
+    // that, and the chat would come to lie over the players.
     constexpr int kRowHeight = 26;
     constexpr int kRowsInView = 6;
     constexpr int kBorders = 4;
-    table->verticalHeader()->setDefaultSectionSize(kRowHeight);
-    table->setMinimumHeight(kRowsInView * kRowHeight + table->horizontalHeader()->sizeHint().height() + kBorders);
+    QHeaderView* rows = table->verticalHeader();
+    rows->ensurePolished();
+    rows->setDefaultSectionSize(kRowHeight);
+    if (rows->minimumSectionSize() <= kRowHeight) {
+        const int heading = table->horizontalHeader()->sizeHint().height();
+        table->setMinimumHeight(kRowsInView * kRowHeight + heading + kBorders);
+    }
     table->setItemDelegate(new BackgroundDelegate(table));
     return table;
 }
