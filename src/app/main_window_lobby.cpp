@@ -25,6 +25,7 @@
 namespace {
 
 // A status, occupancy or map name of any length leaves the others in view; the room's own column gives way.
+constexpr int kRoomColumn = 0;
 constexpr int kWidestTextColumn = 170;
 constexpr int kWidestUserName = 260;
 constexpr int kHighestStatus = 60;
@@ -48,7 +49,7 @@ void MainWindow::buildLobbyPage() {
     lobbyPage = new QWidget(pageStack);
     roomTable =
         makeRowTable({QStringLiteral("房间"), QStringLiteral("状态"), QStringLiteral("人数"), QStringLiteral("地图")},
-                     0, kWidestTextColumn);
+                     kRoomColumn, kWidestTextColumn);
     auto* rows = new QVBoxLayout(lobbyPage);
     rows->setContentsMargins(18, 18, 18, 18);
     rows->setSpacing(12);
@@ -161,6 +162,7 @@ void MainWindow::fillRoomTable(const QString& filter, const QString& preferredId
     roomTable->setUpdatesEnabled(false);
     const QSignalBlocker blocker(roomTable);
     const int scrolled = roomTable->verticalScrollBar()->value();
+    holdColumns(roomTable);
     roomTable->setCurrentItem(nullptr);
     // The rows stay, and with them the view's place, what the pointer is over and a search by keys that goes on.
     roomTable->setRowCount(shown.size());
@@ -182,6 +184,7 @@ void MainWindow::fillRoomTable(const QString& filter, const QString& preferredId
         }
     }
     roomTable->verticalScrollBar()->setValue(scrolled);
+    sizeColumnsToContents(roomTable, kRoomColumn);
     roomTable->setUpdatesEnabled(true);
 }
 

@@ -245,8 +245,7 @@ void MainWindow::renderSlotTable() {
 
     slotTable->setUpdatesEnabled(false);
     QSignalBlocker blocker(slotTable);
-    // Sized to their contents, the columns would be measured again for every single cell that changes.
-    slotTable->horizontalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    holdColumns(slotTable);
     slotTable->setRowCount(rows.size());
     bool kept = false;
     for (int row = 0; row < rows.size(); ++row) {

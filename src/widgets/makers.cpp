@@ -148,6 +148,10 @@ QTableWidget* makeRowTable(const QStringList& captions, int yieldingColumn, int 
     return table;
 }
 
+void holdColumns(QTableWidget* table) {
+    table->horizontalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+}
+
 void sizeColumnsToContents(QTableWidget* table, int yieldingColumn) {
     table->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     table->horizontalHeader()->setSectionResizeMode(yieldingColumn, QHeaderView::Stretch);

@@ -39,6 +39,8 @@ void clearForm(QFormLayout* form);
 
 // A table to choose whole rows from, with one column that gives way to the others, each at most `widest` wide.
 QTableWidget* makeRowTable(const QStringList& captions, int yieldingColumn, int widest);
+// Before many cells change: sized to their contents, the columns would be measured again for every single one.
+void holdColumns(QTableWidget* table);
 // Measures the columns of such a table.
 void sizeColumnsToContents(QTableWidget* table, int yieldingColumn);
 // -1 for none. The row that the keyboard is at may be another, selected or not.
