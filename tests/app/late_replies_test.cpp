@@ -8,8 +8,11 @@
 #include "window_fixture.h"
 
 #include <QComboBox>
-#include <QMenu>
+#include <QInputDialog>
+#include <QScopeGuard>
+#include <QSemaphore>
 #include <QSignalSpy>
+#include <QtConcurrentRun>
 
 namespace {
 
@@ -110,7 +113,10 @@ private Q_SLOTS:
         fixture.server.holds = {"detail"};
         fixture.askForRooms();
         TRY(fixture.button("返回大厅") != nullptr && fixture.server.sent("detail").size() == 1);
-        QCOMPARE(fixture.told("启动失败:"), 0);
+        const int lists = fixture.lists;
+        fixture.askForRooms();
+        TRY(fixture.lists > lists);
+        QCOMPARE(fixture.told("启动失败:") + fixture.server.sent("detail").size(), 1);
         fixture.server.release();
         TRY(fixture.told("启动失败:房间启动身份不完整，请重新进入房间。") > 0);
     }
@@ -241,15 +247,16 @@ private Q_SLOTS:
     // Whoever hears first that the session is gone, the player is at sign-in, not in a page with nothing to press.
     void aDeadSession_data() {
         QTest::addColumn<QByteArray>("word");
-        for (const char* word : {"heartbeat", "detail", "chat", "rooms", "create", "tick", "dialog"}) {
+        for (const char* word : {"heartbeat", "detail", "chat", "rooms", "create", "tick", "dialog", "password"}) {
             QTest::newRow(word) << QByteArray(word);
         }
     }
     void aDeadSession() {
         QFETCH(const QByteArray, word);
         WindowFixture fixture;
-        const bool inLobby = word == "create" || word == "dialog";
+        const bool inLobby = word == "create" || word == "dialog" || word == "password";
         if (inLobby) {
+            fixture.server.rooms = {fixture.room("host", R"("has_password":true)")};
             fixture.signIn();
         } else {
             fixture.enterRoom(fixture.room("host me"));
@@ -261,6 +268,13 @@ private Q_SLOTS:
         } else if (word == "tick") {
             fixture.client()->clearSession();
             fixture.timer("roomPollTimer")->start(1);
+        } else if (word == "password") {
+            fixture.roomTable()->selectRow(0);
+            fixture.whenShown<QInputDialog>([&](QInputDialog& dialog) {
+                fixture.client()->clearSession();
+                dialog.accept();
+            });
+            fixture.press("进入房间");
         } else if (inLobby) {
             fixture.whenShown<CreateRoomDialog>([&](CreateRoomDialog& dialog) {
                 if (word == "dialog") {
@@ -277,6 +291,49 @@ private Q_SLOTS:
         QVERIFY(fixture.status().startsWith(text("登录已过期，请重新登录。")));
         QVERIFY(fixture.told("你已被移出房间。") == 0 && fixture.client()->authToken().isEmpty());
         QVERIFY(!fixture.timer("roomPollTimer")->isActive());
+    }
+
+    // A check of the map that ends when its session is over lets nobody in, and a second one waits for it.
+    void aCheckForAnotherPlayer() {
+        WindowFixture fixture;
+        fixture.server.rooms = {fixture.room("host")};
+        fixture.signIn();
+        fixture.stopPolls();
+        QSemaphore go;
+        QThreadPool* pool = QThreadPool::globalInstance();
+        pool->waitForDone();
+        for (int thread = 0; thread < pool->maxThreadCount(); ++thread) {
+            QtConcurrent::run([&go] { go.acquire(); });
+        }
+        const auto ends = qScopeGuard([&] {
+            go.release(pool->maxThreadCount());
+            pool->waitForDone();
+        });
+        fixture.roomTable()->selectRow(0);
+        fixture.press("进入房间");
+        QCOMPARE(fixture.status(), text("正在校验地图版本..."));
+        Q_EMIT fixture.client()->roomsUpdated({}, text("401"));
+        fixture.press("登录");
+        TRY(fixture.roomTable()->isVisible() && fixture.enabled("刷新"));
+        fixture.roomTable()->selectRow(0);
+        fixture.press("进入房间");
+        QCOMPARE(fixture.status(), text("正在校验地图版本，请稍后。"));
+        go.release(pool->maxThreadCount());
+        QVERIFY(pool->waitForDone(kPatienceMs));
+        QCoreApplication::processEvents();
+        QVERIFY(fixture.server.sent("join").isEmpty() && fixture.enabled("进入房间"));
+    }
+
+    void noHeartbeatBehindALeave() {
+        WindowFixture fixture;
+        fixture.enterRoom(fixture.room("host me"));
+        fixture.stopPolls();
+        fixture.server.holds = {"leave"};
+        fixture.press("退出房间");
+        TRY(fixture.server.sent("leave").size() == 1);
+        const int beats = fixture.server.sent("heartbeat").size();
+        fixture.askForRooms();
+        QCOMPARE(fixture.server.sent("heartbeat").size(), beats);
     }
 
     // The lobby stays locked until the request that locked it is answered, whatever polls bring meanwhile.
@@ -348,26 +405,23 @@ private Q_SLOTS:
         platform::stopProcessesByPath(u"game.exe", fixture.path("gametest/core/game.exe").toStdU16String());
     }
 
-    // A choice in a slot's menu is for the player that it was opened for.
+    // A choice in a slot's menu is for the player and the room that it was opened for.
     void aMenuOverAnotherPlayer() {
-        for (const char* seats : {"me you", "me him"}) {
+        for (const char* change : {"", "another player", "another room"}) {
             WindowFixture fixture;
             fixture.enterRoom(fixture.room("me you"));
-            QTableWidget* table = fixture.slotTable();
-            bool chosen = false;
-            fixture.whenShown<QMenu>([&](QMenu& menu) {
-                fixture.poll({fixture.room(seats)});
-                for (QAction* action : menu.actions()) {
-                    if (action->text() == text("踢人")) {
-                        action->trigger();
-                        chosen = true;
-                    }
+            fixture.chooseInMenu(1, "踢人", {}, [&] {
+                const bool moves = text(change) == text("another room");
+                const char* seats = text(change) == text("another player") ? "me him" : "me you";
+                const QJsonObject room = fixture.room(seats, moves ? R"("id":"8")" : "");
+                if (moves) {
+                    Q_EMIT fixture.client()->roomCreated(true, decodeRoom(room, text("me")), {}, QString());
+                    fixture.slotTable()->selectRow(1);
                 }
-                menu.close();
+                fixture.poll({room});
             });
-            Q_EMIT table->customContextMenuRequested(table->visualItemRect(table->item(1, 2)).center());
-            TRY(chosen && fixture.enabled("退出房间"));
-            QCOMPARE(fixture.server.sent("kick").size(), seats == QByteArray("me you") ? 1 : 0);
+            TRY(fixture.enabled("退出房间"));
+            QCOMPARE(fixture.server.sent("kick").size(), *change == '\0' ? 1 : 0);
         }
     }
 

@@ -1,8 +1,11 @@
 // The lobby page: search, selection under polls, private rooms, the map gate.
+#include "app/create_room_dialog.h"
+#include "lobby/room_decoder.h"
 #include "support/test_registry.h"
 #include "window_fixture.h"
 
 #include <QInputDialog>
+#include <QPushButton>
 #include <QScrollBar>
 
 class LobbyPageTest : public QObject {
@@ -97,15 +100,64 @@ private Q_SLOTS:
         QVERIFY(fixture.enabled("进入房间"));
     }
 
-    void unreadableMap() {
+    // Nobody gets into a room, nor makes one, without the map; nothing is sent. The room's fields, what is gone from
+    // the map folder, and what the player reads on joining or, with "+", on creating.
+    void gates_data() {
+        QTest::addColumn<QByteArray>("fields");
+        QTest::addColumn<QString>("gone");
+        const auto row = [](const char* words, const char* fields, const char* gone = "") {
+            QTest::newRow(words) << QByteArray(fields) << text(gone);
+        };
+        row("地图版本不一致，请更新为房主地图版本。", R"("map_fingerprint":"sha256:other:map")");
+        row("地图文件不完整或无法读取，不能进入房间。", "", "10078/10078.o");
+        row("+地图文件不完整或无法读取，不能创建房间。", "", "10078/10078.o");
+        row("+本地找不到所选地图，不能创建房间。", "", "10078");
+    }
+    void gates() {
+        QFETCH(const QByteArray, fields);
+        QFETCH(const QString, gone);
+        const QString words = text(QTest::currentDataTag());
         WindowFixture fixture;
-        QVERIFY(QFile::remove(fixture.path("gametest/map/10078/10078.o")));
-        fixture.server.rooms = {fixture.room("host")};
+        const QString path = fixture.path(text("gametest/map/") + gone);
+        QVERIFY(gone.isEmpty() || QFile::remove(path) || QDir(path).removeRecursively());
+        fixture.server.rooms = {fixture.room("host", fields)};
+        fixture.open();
+        fixture.press("登录");
+        TRY(fixture.told("地图已加载:") == 1);
+        // The second time the map's fingerprint is known.
+        for (const char* time : {"first", "second"}) {
+            fixture.roomTable()->selectRow(0);
+            if (words.startsWith(u'+')) {
+                fixture.whenShown<CreateRoomDialog>(
+                    [](CreateRoomDialog& dialog) { dialog.findChild<QPushButton*>(text("primary"))->click(); });
+            }
+            fixture.press(words.startsWith(u'+') ? "＋ 创建游戏" : "进入房间");
+            const QString expected = words.mid(words.startsWith(u'+') ? 1 : 0);
+            TRY(fixture.status() == expected);
+            QVERIFY2(fixture.enabled("进入房间") && fixture.enabled("＋ 创建游戏"), time);
+        }
+        QVERIFY(fixture.server.sent("join").isEmpty() && fixture.server.sent("create").isEmpty());
+    }
+
+    void startsFromTheCache() {
+        WindowFixture fixture;
         fixture.signIn();
-        fixture.roomTable()->selectRow(0);
-        fixture.press("进入房间");
-        TRY(fixture.shows("地图文件不完整或无法读取，不能进入房间。"));
-        QVERIFY(fixture.enabled("进入房间") && fixture.server.sent("join").isEmpty());
+        TRY(fixture.told("地图已加载:1 张，可以创建游戏。") == 1);
+        fixture.open();
+        fixture.press("登录");
+        TRY(fixture.told("地图缓存已加载:1 张，后台继续检查更新。") == 1);
+    }
+
+    // A new room is in the list once, whether or not the reply tells of all rooms.
+    void aNewRoomIsListedOnce() {
+        for (const int told : {0, 1}) {
+            WindowFixture fixture;
+            fixture.signIn();
+            fixture.stopPolls();
+            const RoomInfo room = decodeRoom(fixture.room("me"), text("me"));
+            Q_EMIT fixture.client()->roomCreated(true, room, QVector<RoomInfo>(told, room), QString());
+            QCOMPARE(fixture.roomTable()->rowCount(), 1);
+        }
     }
 
     // Whatever the server calls things, the window keeps its shape and shows letters.

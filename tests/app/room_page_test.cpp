@@ -4,7 +4,7 @@
 #include "window_fixture.h"
 
 #include <QComboBox>
-#include <QMenu>
+#include <QJsonDocument>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTextBlock>
@@ -40,7 +40,10 @@ private Q_SLOTS:
         QTest::keyClicks(chat, text("  hi  "));
         QTest::keyClick(chat, Qt::Key_Return);
         QVERIFY(chat->text().isEmpty() && !chat->isEnabled());
+        // What is typed on meanwhile presses no button.
+        QVERIFY(qobject_cast<QAbstractButton*>(fixture.window->focusWidget()) == nullptr);
         TRY(fixture.status() == text("消息已发送。"));
+        QCOMPARE(fixture.window->focusWidget(), chat);
         QCOMPARE(fixture.server.sent("chat")[0].value(text("text")), QJsonValue(text("hi")));
 
         fixture.server.rooms = {fixture.room("host me")};
@@ -115,22 +118,43 @@ private Q_SLOTS:
         TRY(difficulty(fixture, "普通") != nullptr && !difficulty(fixture, "普通")->isEnabled());
     }
 
+    // A slot's number, the entry and what the player reads at once; the action's word and its body, and what is read
+    // then.
+    void hostMenu_data() {
+        QTest::addColumn<int>("slot");
+        QTest::addColumn<QByteArray>("word");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("told");
+        const auto row = [](const char* entry, int slot, const char* word, const char* body, const char* told) {
+            QTest::newRow(entry) << slot << QByteArray(word) << QByteArray(body) << text(told);
+        };
+        row("换到此槽位", 3, "move-slot", R"({"target_slot":3})", "换位置中...|");
+        row("踢人", 2, "kick", R"({"target_slot":2})", "正在踢出玩家...|房间设置已更新。");
+        row("换房主", 2, "transfer-host", R"({"target_slot":2})", "正在移交房主...|房间设置已更新。");
+        row("关闭槽位", 3, "lock-slot", R"({"slot":3})", "正在关闭槽位...|房间设置已更新。");
+        row("打开槽位", 4, "unlock-slot", R"({"slot":4})", "正在打开槽位...|房间设置已更新。");
+        row("添加电脑", 3, "slot-meta", R"({"mode":"computer","slot":3})", "正在添加电脑...|房间设置已更新。");
+        row("设为观战槽位", 3, "slot-meta", R"({"mode":"observer","slot":3})", "正在设置为观战槽...|房间设置已更新。");
+    }
     void hostMenu() {
+        QFETCH(const int, slot);
+        QFETCH(const QByteArray, word);
+        QFETCH(const QByteArray, body);
+        QFETCH(const QString, told);
         WindowFixture fixture;
-        fixture.enterRoom(fixture.room("me you"));
-        QTableWidget* table = fixture.slotTable();
-        fixture.whenShown<QMenu>([](QMenu& menu) {
-            for (QAction* action : menu.actions()) {
-                if (action->text() == text("踢人")) {
-                    action->trigger();
-                }
-            }
-            menu.close();
-        });
-        Q_EMIT table->customContextMenuRequested(table->visualItemRect(table->item(1, 2)).center());
-        TRY(fixture.status() == text("房间设置已更新。"));
-        QCOMPARE(fixture.server.sent("kick")[0].value(text("target_slot")).toInt(), 2);
-        Q_EMIT table->cellDoubleClicked(1, 0);
+        fixture.enterRoom(
+            fixture.room("me you", R"("slot_meta":[{"slot":1},{"slot":2},{"slot":3},{"slot":4,"locked":true}])"));
+        fixture.stopPolls();
+        QString atOnce;
+        fixture.chooseInMenu(slot - 1, QTest::currentDataTag(), [&] { atOnce = fixture.status(); });
+        TRY(fixture.server.sent(word).size() == 1 && fixture.enabled("退出房间"));
+        QJsonObject sent = fixture.server.sent(word)[0];
+        for (const char* credential : {"username", "player_name", "auth_token"}) {
+            sent.remove(text(credential));
+        }
+        QCOMPARE(QJsonDocument(sent).toJson(QJsonDocument::Compact), body);
+        QCOMPARE(atOnce + u'|' + fixture.status(), told);
+        Q_EMIT fixture.slotTable()->cellDoubleClicked(1, 0);
         QCOMPARE(fixture.status(), text("这个位置已经有人，不能换过去。"));
     }
 

@@ -128,6 +128,25 @@ private Q_SLOTS:
         QCOMPARE(pressed("保存"), text("服务器已切换，请重新登录。"));
         TRY(server.requests.last().target.endsWith("logout"));
     }
+
+    // Each box and each size into its own place, and back onto the page.
+    void displayAndCompatibility() {
+        const char kDpi[] = "DPI适配（画面发虚时再开启，可能导致鼠标偏移）";
+        const char kCompatibility[] = "兼容模式（缓解黑屏/闪退等问题）";
+        for (const char* chosen : {kDpi, kCompatibility}) {
+            button(kDpi)->setProperty("checked", chosen == kDpi);
+            button(kCompatibility)->setProperty("checked", chosen == kCompatibility);
+            field("游戏分辨率")->setProperty("currentIndex", 2);
+            press("保存");
+            const ClientSettings saved = loadClientSettings(root + text("/Server.ini"), {});
+            QVERIFY(saved.gameDpiAware == (chosen == kDpi) && saved.gameCompatibilityMode == (chosen != kDpi));
+            press("设置");
+            QVERIFY(button(chosen)->isChecked() && button(kDpi)->isChecked() != button(kCompatibility)->isChecked());
+            QCOMPARE(field("游戏分辨率")->property("currentText").toString(), text("全屏 1920*1080"));
+        }
+        QFile setting(root + text("/GameSetting.inf"));
+        QVERIFY(setting.open(QIODevice::ReadOnly) && setting.readLine() == "5\r\n");
+    }
 };
 
 NETPLAY_TEST(SettingsPageTest);

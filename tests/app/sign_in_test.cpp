@@ -33,7 +33,7 @@ private Q_SLOTS:
                                                             {"  |secret|secret", "请输入用户名。"},
                                                             {"me||", "请输入密码。"},
                                                             {"me|secret|Secret", "两次输入的密码不一致。"},
-                                                            {"m|secret|secret", "注册失败:too short"}};
+                                                            {"0123456789abcde|a|a", "注册失败:too short"}};
         for (const auto& [form, message] : rows) {
             const QStringList fields = text(form).split(u'|');
             WindowFixture fixture;

@@ -5,7 +5,9 @@
 #include "maps/catalog.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QJsonDocument>
+#include <QMenu>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTextDocument>
@@ -81,6 +83,29 @@ void WindowFixture::enterRoom(const QJsonObject& room) {
     roomTable()->selectRow(0);
     press("进入房间");
     TRY(slotTable()->isVisible() && !enabled("发送") && edit("输入聊天内容")->isEnabled());
+    // The options' boxes come to be seen a moment behind their page.
+    const auto boxes = window->findChildren<QComboBox*>();
+    TRY(std::all_of(boxes.begin(), boxes.end(),
+                    [](const QComboBox* box) { return box->isVisible() || !box->parentWidget()->isVisible(); }));
+}
+
+void WindowFixture::chooseInMenu(int row, const char* entry, const std::function<void()>& behind,
+                                 const std::function<void()>& meanwhile) {
+    bool chosen = false;
+    whenShown<QMenu>([&](QMenu& menu) {
+        meanwhile ? meanwhile() : void();
+        for (QAction* action : menu.actions()) {
+            if (action->text() == text(entry) && action->isEnabled()) {
+                action->trigger();
+                chosen = true;
+            }
+        }
+        behind ? behind() : void();
+        menu.close();
+    });
+    QTableWidget* table = slotTable();
+    Q_EMIT table->customContextMenuRequested(table->visualItemRect(table->item(row, 2)).center());
+    TRY(chosen);
 }
 
 void WindowFixture::poll(const QJsonArray& rooms) {

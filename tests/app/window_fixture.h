@@ -41,6 +41,9 @@ public:
     void signIn();
     // Signs in with this room in the list and takes a seat in it.
     void enterRoom(const QJsonObject& room);
+    // Opens a slot's menu, then `meanwhile`, then this entry where it can be chosen, then `behind`.
+    void chooseInMenu(int row, const char* entry, const std::function<void()>& behind,
+                      const std::function<void()>& meanwhile = {});
     // What a poll brings, without the two seconds.
     void poll(const QJsonArray& rooms);
     // No poll comes by itself any more, and none is on its way.

@@ -112,7 +112,11 @@ QString Player::handout() const {
         words += game.value(text(key)).toVariant().toString();
     }
     const QJsonDocument options(game.value(text("mapOptions")).toArray());
-    return words.join(u' ') + u' ' + QString::fromLatin1(options.toJson(QJsonDocument::Compact));
+    words += QString::fromLatin1(options.toJson(QJsonDocument::Compact));
+    for (const char* key : {"mapOptionDisplay", "compatLayer"}) {
+        words += game.value(text(key)).toVariant().toString();
+    }
+    return words.join(u' ');
 }
 
 qint64 Player::gamePid() const {

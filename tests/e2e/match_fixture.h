@@ -36,7 +36,8 @@ public:
     void createRoom(const char* mapTitle);
     void joinRoom();
     int starts() const { return told("已启动游戏:"); }
-    // What the last game was handed, in one line: map, host, port, slot, control, session, user id, name, options.
+    // What the last game was handed, in one line: map, host, port, slot, control, session, user id, name, options,
+    // display, compatibility layer.
     QString handout() const;
     qint64 gamePid() const;
     // From then on games end by themselves, or go on.

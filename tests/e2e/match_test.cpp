@@ -84,14 +84,14 @@ private Q_SLOTS:
         colorPlaceholders(*qApp);
         Lobby lobby(text("--launch-delay-ms 500"));
         Player host(kHost, lobby.url(), "GameHost=127.0.0.7\nGamePort=40007\n");
-        Player guest(kGuest, lobby.url());
+        Player guest(kGuest, lobby.url(), "[Client]\nGameDpiAware=true\nGameDisplayPreset=2\n");
         const QSet<QString> before = filesOf(host);
         meet(host, guest);
         for (const int match : {1, 2}) {
             startMatch(host, guest);
-            const QString handout = text("10078 127.0.0.7 40007 %1 %1 %2 1000%1 %3 [[0,2],[1,0]]");
-            TRY_COMPARE(host.handout(), handout.arg(1).arg(match).arg(kHost));
-            TRY_COMPARE(guest.handout(), handout.arg(2).arg(match).arg(kGuest));
+            const QString handout = text("10078 127.0.0.7 40007 %1 %1 %2 1000%1 %3 [[0,2],[1,0]] %4");
+            TRY_COMPARE(host.handout(), handout.arg(1).arg(match).arg(kHost, text("0 ")));
+            TRY_COMPARE(guest.handout(), handout.arg(2).arg(match).arg(kGuest, text("2 HIGHDPIAWARE")));
             for (Player* player : {&host, &guest}) {
                 TRY(player->starts() == match);
                 player->picture(*player->window);
@@ -159,7 +159,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("file");
         QTest::addColumn<QString>("words");
         QTest::newRow("no game") << text("core/game.exe") << text("game.exe not found: ");
-        QTest::newRow("no map") << text("map/10078/10078.o") << text("map file not found: ");
         QTest::newRow("config in use") << text("config.lua.lock") << text("could not acquire config lock: ");
     }
     void obstacles() {
@@ -300,6 +299,7 @@ private Q_SLOTS:
         guest.press("返回大厅");
         guest.press("退出登录");
         TRY(guest.told("已退出登录，请重新登录。") == 1);
+        QVERIFY(!guest.timer("gameWatchTimer")->isActive());
         guest.signIn();
         QCOMPARE(platform::probeProcess(game).state, platform::ProcessProbe::State::running);
         host.letGamesEnd(true);

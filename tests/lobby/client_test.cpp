@@ -451,13 +451,16 @@ private Q_SLOTS:
         QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
         tls.setPrivateKey(QSslKey(&pem, QSsl::Rsa));
         tls.setLocalCertificate(QSslCertificate::fromPath(pem.fileName()).value(0));
-        for (const char* host : {"127.0.0.1", "LocalHost", "127.0.0.2"}) {
-            if (QHostInfo::fromName(QString::fromLatin1(host)).addresses().isEmpty()) {
+        for (const char* host : {"127.0.0.1", "LocalHost", "127.0.0.2", "[::1]"}) {
+            const bool isIpv6 = *host == '[';
+            const QHostAddress address(isIpv6 ? QHostAddress::LocalHostIPv6 : QHostAddress::AnyIPv4);
+            if (!QTcpServer().listen(address) ||
+                (!isIpv6 && QHostInfo::fromName(QLatin1String(host)).addresses().isEmpty())) {
                 qWarning("this machine does not know %s", host);
                 continue;
             }
             const auto answer = std::bind(reply, R"({"auth_token":"t","ok":true})", "200 OK");
-            ScriptedServer server(answer, QHostAddress::AnyIPv4, tls);
+            ScriptedServer server(answer, address, tls);
             Player player;
             const QString url = QStringLiteral("https://%1:%2").arg(QLatin1String(host)).arg(server.serverPort());
             player.client->setBaseUrl(url);

@@ -100,6 +100,14 @@ private Q_SLOTS:
         });
     }
 
+    // Where a room names nobody its host sits in slot 1, or at the server's word.
+    void hostOfARoomThatNamesNone() {
+        RoomInfo room = roomOf(QStringLiteral("waiting 2/8|you,me|"));
+        QVERIFY(!isRoomHost(room, kMe) && isRoomHost(room, QStringLiteral("you")));
+        room.lobbySlot = 1;
+        QVERIFY(isRoomHost(room, kMe));
+    }
+
     void startOutsideARoom() {
         QString message;
         QVERIFY(!canStartRoom(RoomInfo(), false, kMe, &message) && !canStartRoom(RoomInfo(), true, kMe, nullptr));

@@ -1,5 +1,6 @@
 // What the room page shows, as tables. A slot is "number,marks,name,team,label,latency", the marks as in slotsOf().
 #include "lobby/shown_text.h"
+#include "room/lobby_rules.h"
 #include "room/map_option_rows.h"
 #include "room/room_signatures.h"
 #include "room/room_texts.h"
@@ -100,6 +101,29 @@ private Q_SLOTS:
         };
         QCOMPARE(shown(&map), text("b1/2: ax/y/Y:Y c1/2:2 d3:3 z9:9"));
         QCOMPARE(shown(nullptr), text("aY:Y z9:9"));
+    }
+
+    // However many options there are, and marks that turn the direction of what follows in any text of the server.
+    void boundsOfWhatIsShown() {
+        const QString mark = text("\u202E");
+        RoomInfo room;
+        for (int option = 0; option <= kMaxMapOptionRows; ++option) {
+            room.mapOptions.insert(QString::number(option), text("v"));
+        }
+        QCOMPARE(mapOptionRows(room, nullptr).size(), kMaxMapOptionRows);
+        for (QString* field : {&room.name, &room.host, &room.mode, &room.mapName, &room.players, &room.status}) {
+            *field = mark + text("x");
+        }
+        room.slotMeta = slotsOf(QStringLiteral("1,,%1a,%1b 2,sc,,%1c,%1d").arg(mark));
+        const RoomChatMessage message{QString(), mark + text("t"), mark + text("n"), mark + text("m"), QString()};
+        QStringList shown = roomRowTexts(room)
+                            << roomTitleText(room) << roomSettingsText(room) << roomChatText({message});
+        for (const SlotRow& row : slotRows(room, QString())) {
+            shown += QStringList(row.cells.begin(), row.cells.end());
+        }
+        for (const QString& one : shown) {
+            QVERIFY2(!one.contains(mark), qPrintable(one));
+        }
     }
 
     void textsAndSignatures() {
