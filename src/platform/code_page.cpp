@@ -54,15 +54,28 @@ constexpr std::array<std::uint8_t, 256> makeLeads() {
     return leads;
 }
 
-// Decodes one character into `out`, where four bytes must fit, and moves both behind it. Without a branch: what is no
-// text is mostly noise.
-void decodeOne(const std::vector<ShortText>& table, const char*& in, unsigned char second, char*& out) {
-    static constexpr std::array<std::uint8_t, 256> kLeads = makeLeads();
-    const auto first = static_cast<unsigned char>(*in);
-    const ShortText text = table[static_cast<std::size_t>(first) << 8 | second];
+// Writes the text of a pair to `out`, where four bytes must fit, and gives the place behind it.
+char* writePair(const std::vector<ShortText>& table, char first, char second, char* out) {
+    const std::size_t pair = static_cast<std::size_t>(static_cast<unsigned char>(first)) << 8;
+    const ShortText text = table[pair | static_cast<unsigned char>(second)];
     std::memcpy(out, text.data(), text.size());
-    out += text[3];
-    in += 1 + (kLeads[first] & static_cast<int>(second != 0));
+    return out + text[3];
+}
+
+// Decodes one character into `out`, and moves both behind it. Without a branch: what is no text is mostly noise.
+void decodeOne(const std::vector<ShortText>& table, const char*& in, char second, char*& out) {
+    static constexpr std::array<std::uint8_t, 256> kLeads = makeLeads();
+    out = writePair(table, *in, second, out);
+    in += 1 + (kLeads[static_cast<unsigned char>(*in)] & static_cast<int>(second != '\0'));
+}
+
+// Whether eight bytes are four characters of two bytes.
+bool areFourPairs(const char* bytes) {
+    bool all = true;
+    for (int i = 0; i < 8; i += 2) {
+        all &= isCodePage936Lead(bytes[i]) & (bytes[i + 1] != '\0');
+    }
+    return all;
 }
 
 }  // namespace
@@ -123,18 +136,27 @@ std::string decodeCodePage936(std::string_view bytes) {
     while (in < end) {
         char* out = block.data();
         while (in < end && out < block.data() + kBlock) {
-            std::uint64_t word = 0;
-            while (end - in >= kWord && out < block.data() + kBlock &&
-                   (std::memcpy(&word, in, kWord), (word & 0x8080808080808080U) == 0)) {
-                std::memcpy(out, in, kWord);
-                in += kWord;
-                out += kWord;
+            while (end - in >= kWord && out < block.data() + kBlock) {
+                std::uint64_t word = 0;
+                std::memcpy(&word, in, kWord);
+                if ((word & 0x8080808080808080U) == 0) {
+                    std::memcpy(out, in, kWord);
+                    in += kWord;
+                    out += kWord;
+                } else if (areFourPairs(in)) {
+                    // In steps known beforehand, none waits for the one ahead of it.
+                    for (int i = 0; i < 4; ++i, in += 2) {
+                        out = writePair(table, in[0], in[1], out);
+                    }
+                } else {
+                    break;
+                }
             }
             for (int i = 0; i < kStretch && end - in > 1; ++i) {
-                decodeOne(table, in, static_cast<unsigned char>(in[1]), out);
+                decodeOne(table, in, in[1], out);
             }
             if (end - in == 1) {
-                decodeOne(table, in, 0, out);
+                decodeOne(table, in, '\0', out);
             }
         }
         text.append(block.data(), out);

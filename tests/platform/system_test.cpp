@@ -123,11 +123,15 @@ private Q_SLOTS:
         QCOMPARE(decodeCodePage936({"map \xB5\xD8\xB0\0b, and more", 19}), std::string("map 地?\0b, and more", 20));
         Sha256 digest;
         for (int pair = 0; pair < 0x10000; ++pair) {
+            const std::string bytes{static_cast<char>(pair >> 8), static_cast<char>(pair)};
             for (const char* const end : {"", "\xB0"}) {
-                const std::string bytes{static_cast<char>(pair >> 8), static_cast<char>(pair)};
                 const std::u16string units = fromUtf8(decodeCodePage936(bytes + end)) + u'\n';
                 digest.update({reinterpret_cast<const char*>(units.data()), units.size() * 2});
             }
+            // Text goes four characters at a time.
+            const std::string one = decodeCodePage936(bytes);
+            QVERIFY(!isCodePage936Lead(bytes[0]) ||
+                    decodeCodePage936(bytes + bytes + bytes + bytes) == one + one + one + one);
         }
         QCOMPARE(QByteArray::fromStdString(digest.finish()),
                  QByteArray("37e583e87cdcd007e2c8abcd46619c260a075c5efd78700e6da5548141f89431"));
