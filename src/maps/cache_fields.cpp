@@ -1,9 +1,10 @@
 #include "maps/cache_fields.h"
 
 #include "maps/map_records.h"
-#include "maps/map_text.h"
 
+#include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <limits>
 
@@ -13,13 +14,18 @@ namespace {
 
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
-// The value of a hexadecimal digit; -1 for any other byte.
-int hexValue(char c) {
-    return c >= '0' && c <= '9'   ? c - '0'
-           : c >= 'a' && c <= 'f' ? c - 'a' + 10
-           : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                  : -1;
-}
+// The value of each hexadecimal digit; -1 for any other byte.
+constexpr std::array<std::int8_t, 256> kHexValues = [] {
+    std::array<std::int8_t, 256> values{};
+    values.fill(-1);
+    for (std::size_t digit = 0; digit < kHexDigits.size(); ++digit) {
+        const char lower = kHexDigits[digit];
+        const char upper = lower >= 'a' ? static_cast<char>(lower - 'a' + 'A') : lower;
+        values[static_cast<unsigned char>(lower)] = values[static_cast<unsigned char>(upper)] =
+            static_cast<std::int8_t>(digit);
+    }
+    return values;
+}();
 
 template<typename Items, typename Encode>
 std::string joined(const Items& items, char separator, Encode encode) {
@@ -38,6 +44,10 @@ std::string joined(const Items& items, char separator, Encode encode) {
 // The first number of the field, read by `parse` (strtoll or strtoull).
 template<typename Number, typename Parse>
 std::optional<Number> decodeNumber(std::string_view field, Parse parse) {
+    Number plain = 0;
+    if (std::from_chars(field.data(), field.data() + field.size(), plain).ec == std::errc()) {
+        return plain;
+    }
     const std::string text(field);
     char* end = nullptr;
     errno = 0;
@@ -45,9 +55,9 @@ std::optional<Number> decodeNumber(std::string_view field, Parse parse) {
     return end == text.c_str() || errno == ERANGE ? std::nullopt : std::optional(number);
 }
 
-std::optional<MapSlot> decodeSlot(const std::vector<std::string_view>& items) {
+std::optional<MapSlot> decodeSlot(const std::array<std::string_view, 7>& items, bool hasPlayerId) {
     const auto slot = decodeCount(items[0]);
-    const auto playerId = items.size() == 7 ? decodeCount(items[6]) : std::optional<std::int32_t>(0);
+    const auto playerId = hasPlayerId ? decodeCount(items[6]) : std::optional<std::int32_t>(0);
     if (!slot || !playerId) {
         return std::nullopt;
     }
@@ -58,12 +68,12 @@ std::optional<MapSlot> decodeSlot(const std::vector<std::string_view>& items) {
 // Splits "key<separator>rest" pieces and hands the decoded key and the rest to `take`.
 template<typename Take>
 void forEachEntry(std::string_view field, char separator, Take take) {
-    for (const std::string_view piece : splitPieces(field, ";")) {
+    forEachPiece(field, ';', [&](std::string_view piece) {
         const std::size_t cut = piece.find(separator);
         if (cut != piece.npos) {
             take(hexDecode(piece.substr(0, cut)), piece.substr(cut + 1));
         }
-    }
+    });
 }
 
 }  // namespace
@@ -82,6 +92,9 @@ std::string escapeCacheField(std::string_view text) {
 }
 
 std::string unescapeCacheField(std::string_view field) {
+    if (field.find('\\') == field.npos) {
+        return std::string(field);
+    }
     std::string text;
     text.reserve(field.size());
     for (std::size_t i = 0; i < field.size(); ++i) {
@@ -107,20 +120,15 @@ std::string hexEncode(std::string_view text) {
 }
 
 std::string hexDecode(std::string_view field) {
-    std::string text;
-    if (field.size() % 2 != 0) {
-        return text;
+    std::string text(field.size() / 2, '\0');
+    int digits = field.size() % 2 == 0 ? 0 : -1;  // below 0 with any bad one
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const int high = kHexValues[static_cast<unsigned char>(field[2 * i])];
+        const int low = kHexValues[static_cast<unsigned char>(field[2 * i + 1])];
+        digits |= high | low;
+        text[i] = static_cast<char>(high * 16 + low);
     }
-    text.reserve(field.size() / 2);
-    for (std::size_t i = 0; i < field.size(); i += 2) {
-        const int high = hexValue(field[i]);
-        const int low = hexValue(field[i + 1]);
-        if (high < 0 || low < 0) {
-            return {};
-        }
-        text += static_cast<char>(high * 16 + low);
-    }
-    return text;
+    return digits < 0 ? std::string() : text;
 }
 
 std::string encodeHexList(const std::vector<std::string>& items) {
@@ -130,9 +138,7 @@ std::string encodeHexList(const std::vector<std::string>& items) {
 std::vector<std::string> decodeHexList(std::string_view field) {
     std::vector<std::string> items;
     if (!field.empty()) {
-        for (const std::string_view piece : splitPieces(field, ",")) {
-            items.push_back(hexDecode(piece));
-        }
+        forEachPiece(field, ',', [&items](std::string_view piece) { items.push_back(hexDecode(piece)); });
     }
     return items;
 }
@@ -147,21 +153,20 @@ std::string encodeSlots(const std::vector<MapSlot>& slots) {
 
 std::optional<std::vector<MapSlot>> decodeSlots(std::string_view field) {
     std::vector<MapSlot> slots;
-    if (field.empty()) {
-        return slots;
-    }
-    for (const std::string_view piece : splitPieces(field, ";")) {
-        const std::vector<std::string_view> items = splitPieces(piece, ",");
-        if (items.size() != 6 && items.size() != 7) {
-            continue;
+    bool good = true;
+    forEachPiece(field, ';', [&](std::string_view piece) {
+        std::array<std::string_view, 7> items;
+        const std::size_t count = firstPieces(piece, ',', items);
+        if (!good || (count != 6 && count != 7)) {
+            return;
         }
-        auto slot = decodeSlot(items);
-        if (!slot || slots.size() == kMaxSlots) {
-            return std::nullopt;
+        auto slot = decodeSlot(items, count == 7);
+        good = slot && slots.size() < kMaxSlots;
+        if (good) {
+            slots.push_back(std::move(*slot));
         }
-        slots.push_back(std::move(*slot));
-    }
-    return slots;
+    });
+    return good ? std::optional(std::move(slots)) : std::nullopt;
 }
 
 std::string encodeOptionValues(const std::map<std::string, std::vector<std::string>>& values) {

@@ -3,6 +3,8 @@
 
 #include "maps/map_info.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -11,6 +13,32 @@
 #include <vector>
 
 namespace NetPlay {
+
+// Calls `take` with each piece between the separators, empty ones too. An empty text is one empty piece.
+template<typename Take>
+void forEachPiece(std::string_view text, char separator, Take take) {
+    for (;;) {
+        const std::size_t end = text.find(separator);
+        take(text.substr(0, end));
+        if (end == text.npos) {
+            return;
+        }
+        text.remove_prefix(end + 1);
+    }
+}
+
+// How many pieces there are, and the first of them, as many as fit.
+template<std::size_t size>
+std::size_t firstPieces(std::string_view text, char separator, std::array<std::string_view, size>& pieces) {
+    std::size_t count = 0;
+    forEachPiece(text, separator, [&](std::string_view piece) {
+        if (count < size) {
+            pieces[count] = piece;
+        }
+        ++count;
+    });
+    return count;
+}
 
 // Backslash, TAB, LF and CR as a backslash and a letter. Decoding takes any other byte behind a backslash as itself,
 // and a backslash at the end too.

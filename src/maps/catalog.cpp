@@ -1,5 +1,6 @@
 #include "maps/catalog.h"
 
+#include "maps/all_cores.h"
 #include "maps/map_files.h"
 #include "maps/map_records.h"
 #include "maps/map_script.h"
@@ -7,12 +8,9 @@
 #include <QtGlobal>
 
 #include <algorithm>
-#include <atomic>
 #include <exception>
-#include <future>
 #include <optional>
 #include <set>
-#include <thread>
 #include <tuple>
 
 namespace NetPlay {
@@ -184,28 +182,6 @@ std::optional<std::vector<std::string>> folderNames(const std::filesystem::path&
     }
     std::sort(names.begin(), names.end(), catalogOrder);
     return names;
-}
-
-// Calls `work` with each number below `count`, on all cores, until a stop is requested. An exception of a call is
-// thrown again here, once no call is running.
-template<typename Work>
-void forEachOnAllCores(std::size_t count, const std::stop_token& stop, Work work) {
-    std::atomic<std::size_t> next = 0;
-    const auto loop = [&] {
-        for (std::size_t i = next++; i < count && !stop.stop_requested(); i = next++) {
-            work(i);
-        }
-    };
-    const std::size_t threads = std::min<std::size_t>(std::thread::hardware_concurrency(), count);
-    std::vector<std::future<void>> helpers;
-    while (helpers.size() + 1 < threads) {
-        // Deferred where no thread is to be had: this one does it all.
-        helpers.push_back(std::async(std::launch::async | std::launch::deferred, loop));
-    }
-    loop();
-    for (std::future<void>& helper : helpers) {
-        helper.get();
-    }
 }
 
 }  // namespace

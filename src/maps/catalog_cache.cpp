@@ -1,14 +1,15 @@
 #include "maps/catalog_cache.h"
 
+#include "maps/all_cores.h"
 #include "maps/cache_fields.h"
 #include "maps/map_files.h"
 #include "maps/map_records.h"
-#include "maps/map_text.h"
 #include "platform/clock.h"
 
 #include <QtGlobal>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 
 namespace NetPlay {
@@ -17,6 +18,8 @@ namespace {
 
 constexpr std::string_view kFirstLine = "# map catalog cache v3";
 constexpr const char* kFileName = "map_catalog_cache.json";
+constexpr std::size_t kLeastSeparatorsInLine = 20;  // of the form that is written
+constexpr std::size_t kLinesInBlock = 1024;
 
 std::size_t countSeparators(std::string_view text) {
     return static_cast<std::size_t>(
@@ -31,9 +34,10 @@ bool take(std::optional<Value> decoded, Value& field) {
 }
 
 bool decodeLine(std::string_view line, MapCacheEntry& entry) {
-    const std::vector<std::string_view> fields = splitPieces(line, "\t");
-    const bool isOldForm = fields.size() == 12;
-    if (!isOldForm && fields.size() != 20 && fields.size() != 21) {
+    std::array<std::string_view, 20> fields;
+    const std::size_t count = firstPieces(line, '\t', fields);
+    const bool isOldForm = count == 12;
+    if (!isOldForm && count != 20 && count != 21) {
         return false;
     }
     entry.name = unescapeCacheField(fields[0]);
@@ -57,6 +61,17 @@ bool decodeLine(std::string_view line, MapCacheEntry& entry) {
     entry.optionLabels = decodeOptionLabels(fields[19]);
     return take(decodeCount(fields[13]), entry.maxPlayers) && take(decodeCount(fields[14]), entry.slotCount) &&
            take(decodeSlots(fields[15]), entry.slots);
+}
+
+// The lines' entries, made on all cores. One without a name stands for a line that cannot be read.
+std::vector<MapCacheEntry> decodeLines(const std::vector<std::string_view>& lines) {
+    std::vector<MapCacheEntry> entries(lines.size());
+    forEachOnAllCores(lines.size(), {}, [&](std::size_t i) {
+        if (lines[i].size() >= kMaxCacheLineBytes || !decodeLine(lines[i], entries[i])) {
+            entries[i].name.clear();
+        }
+    });
+    return entries;
 }
 
 void appendLine(std::string& text, const MapCacheEntry& entry) {
@@ -122,22 +137,32 @@ MapCatalogCache parseCatalogCache(std::string_view bytes, bool* isCurrent) {
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         return line;
     };
-    if (nextLine() != kFirstLine || bytes.size() > kMaxCacheBytes || countSeparators(bytes) > kMaxCacheSeparators) {
+    if (nextLine() != kFirstLine || bytes.size() > kMaxCacheBytes) {
         return table;
     }
+    const std::size_t separators = countSeparators(bytes);
+    if (separators > kMaxCacheSeparators) {
+        return table;
+    }
+    table.reserve(separators / kLeastSeparatorsInLine);
     std::size_t lines = 0;
     int skipped = 0;
-    for (; !rest.empty(); ++lines) {
-        const std::string_view line = nextLine();
-        if (line.empty() || line.front() == '#') {
-            continue;
+    // In blocks, so that few lines stand in memory beside the table.
+    std::vector<std::string_view> block;
+    while (!rest.empty()) {
+        for (block.clear(); !rest.empty() && block.size() < kLinesInBlock; ++lines) {
+            const std::string_view line = nextLine();
+            if (!line.empty() && line.front() != '#') {
+                block.push_back(line);
+            }
         }
-        MapCacheEntry entry;
-        if (line.size() < kMaxCacheLineBytes && decodeLine(line, entry)) {
-            std::string key = cacheKey(entry.name, entry.mapFilePathText);
-            table[std::move(key)] = std::move(entry);
-        } else {
-            ++skipped;
+        for (MapCacheEntry& entry : decodeLines(block)) {
+            if (entry.name.empty()) {
+                ++skipped;
+            } else {
+                std::string key = cacheKey(entry.name, entry.mapFilePathText);
+                table.insert_or_assign(std::move(key), std::move(entry));
+            }
         }
     }
     if (skipped > 0) {

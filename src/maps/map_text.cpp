@@ -94,7 +94,6 @@ std::string_view trimChars(std::string_view text, std::string_view set) {
 
 std::vector<std::string_view> splitPieces(std::string_view text, std::string_view separator) {
     std::vector<std::string_view> pieces;
-    pieces.reserve(8);  // a slot of a cache line has seven
     for (std::size_t begin = 0;;) {
         // The search for a byte is quicker than that for a text of one byte.
         const std::size_t end =
