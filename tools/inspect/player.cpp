@@ -81,12 +81,12 @@ void Player::onLoginResult(bool ok, const QString& message) {
         return;
     }
     event(QStringLiteral("signed-in"), {{QStringLiteral("message"), message}});
+    pollTimer_.start(kPollMs);
     if (options_.createName.isEmpty()) {
         poll();
     } else {
         createRoom();
     }
-    pollTimer_.start(kPollMs);
 }
 
 void Player::createRoom() {
@@ -116,7 +116,7 @@ void Player::onRoomCreated(bool ok, const RoomInfo& room, const QString& error) 
 }
 
 void Player::poll() {
-    if (listRequest_ != 0 || ended_) {
+    if (listRequest_ != 0 || !pollTimer_.isActive()) {
         return;
     }
     if (!room_.id.isEmpty() && !isRoomPlaying(room_)) {
@@ -177,6 +177,10 @@ void Player::followRoom(const QVector<RoomInfo>& rooms) {
         if (isRoomPlaying(*update.room) != isRoomPlaying(room_)) {
             clock_.changed(client_.requestsSent());
         }
+        if (update.wantsDetail && detailRequest_ == 0) {
+            // The list may lack launch data. After the game the server may see by this that the player is back.
+            detailRequest_ = client_.fetchRoomDetail(room_.id);
+        }
         updateRoom(*update.room);
         act();
     }
@@ -196,17 +200,9 @@ void Player::updateRoom(const RoomInfo& fresh) {
     room_ = fresh;
 }
 
-// The one place that decides what to do next in the room as it stands.
+// The one place that decides what to do next in a room that waits.
 void Player::act() {
-    if (actionRequest_ != 0 || ended_) {
-        return;
-    }
-    if (isRoomPlaying(room_)) {
-        // The list may lack launch data: the detail brings it.
-        const QString key = launchKey(room_.id, room_.sessionId, client_.userName());
-        if (detailRequest_ == 0 && launchMemory_.attemptedLaunchKey != key) {
-            detailRequest_ = client_.fetchRoomDetail(room_.id);
-        }
+    if (actionRequest_ != 0 || ended_ || isRoomPlaying(room_)) {
         return;
     }
     const RoomSlot* own = findOwnSlot(room_, client_.userName());
@@ -260,8 +256,6 @@ void Player::onRoomDetailUpdated(bool ok, const RoomInfo& room, const QString& e
         clock_.changed(client_.requestsSent());
         updateRoom(room);
         maybeLaunch();
-    } else {
-        act();
     }
 }
 
