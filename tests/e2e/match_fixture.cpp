@@ -32,7 +32,10 @@ void Lobby::endMatch() {
     bool ended = false;
     const QObject listener;
     QObject::connect(referee_.get(), &LobbyClient::roomActionResult, &listener, [&](auto, bool ok) { ended = ok; });
-    referee_->roomAction(text("1"), text("end"), {});
+    QObject::connect(referee_.get(), &LobbyClient::roomsUpdated, &listener, [this](const QVector<RoomInfo>& rooms) {
+        referee_->roomAction(rooms.value(0).id, text("end"), {});
+    });
+    referee_->fetchRooms();
     TRY(ended);
 }
 
