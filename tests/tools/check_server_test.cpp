@@ -69,7 +69,8 @@ private Q_SLOTS:
                     .arg(QLatin1String(row.flaw), QLatin1String(row.failure), names.join(QLatin1Char(' ')));
             QVERIFY2(row.rule == nullptr ? names.isEmpty() : names.contains(QLatin1String(row.rule)), qPrintable(seen));
             for (const CheckedRule& rule : rules) {
-                QVERIFY2(row.rule != nullptr || rule.held(), qPrintable(rule.name));
+                const bool tried = rule.name != QLatin1String("game-host");  // not over loopback
+                QVERIFY2(row.rule != nullptr || rule.held() == tried, qPrintable(rule.name));
                 QVERIFY2(!rule.failures.join(QString()).contains(openSecret), qPrintable(rule.failures.value(0)));
             }
         }

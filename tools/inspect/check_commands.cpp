@@ -42,11 +42,15 @@ int inspectCheckServer(const QStringList& words) {
     const QVector<CheckedRule> rules = checkServer(options);
     for (const CheckedRule& rule : rules) {
         const QString outcome = !rule.failures.isEmpty() ? QStringLiteral("FAILED")
-                                : rule.checks > 0        ? QStringLiteral("held")
-                                                         : QStringLiteral("not reached");
+                                : rule.checks == 0       ? QStringLiteral("not reached")
+                                : rule.untried.isEmpty() ? QStringLiteral("held")
+                                                         : QStringLiteral("not tried");
         print(QStringLiteral("%1 %2 %3").arg(outcome, -11).arg(rule.name, -14).arg(rule.text));
     }
     for (const CheckedRule& rule : rules) {
+        if (rule.failures.isEmpty() && !rule.untried.isEmpty()) {
+            print(QStringLiteral("\n%1: %2").arg(rule.name, rule.untried));
+        }
         for (const QString& failure : rule.failures.mid(0, kShownFailures)) {
             print(QStringLiteral("\n%1: %2").arg(rule.name, failure.trimmed()));
         }
@@ -56,5 +60,7 @@ int inspectCheckServer(const QStringList& words) {
     }
     const auto held = std::count_if(rules.begin(), rules.end(), [](const CheckedRule& rule) { return rule.held(); });
     print(QStringLiteral("\n%1 of %2 rules held").arg(held).arg(rules.size()));
-    return held == rules.size() ? 0 : 1;
+    const bool passed = std::all_of(rules.begin(), rules.end(),
+                                    [](const CheckedRule& rule) { return rule.checks > 0 && rule.failures.isEmpty(); });
+    return passed ? 0 : 1;
 }

@@ -20,12 +20,12 @@ constexpr Rule kRules[] = {
     {"replies", "every reply comes in time, is JSON, and is no redirect and no server error"},
     {"health", "GET health answers {\"ok\":true}"},
     {"accounts", "names are unique ignoring case and at most 15 units long; a wrong password is refused"},
-    {"tokens", "an unknown token is refused with 401 or \"login expired\", so is one that was signed out"},
+    {"tokens", "an unknown token is refused with 401 or \"login expired\", so is another's and one signed out"},
     {"refusals", "the player reads why, in words that sign nobody out; only a stranger is told \"not in room\""},
     {"full-list", "the list works without an account and tells of a room all that its detail tells"},
     {"room-ids", "ids can stand in a path: none of ? # / % \\, no blanks"},
-    {"create", "a new room is as it was asked for, its creator sits in it and is its host"},
-    {"join", "a guest gets a free seat and is not ready; no seat, or a wrong password, and nobody gets in"},
+    {"create", "a new room is as it was asked for, its creator sits in it; its password goes to nobody"},
+    {"join", "a guest gets a free seat, not ready; full by seats or max_players, or a wrong password: nobody gets in"},
     {"membership", "who is in a room stands in player_slots, who left or was kicked does not"},
     {"one-room", "who makes or joins another room leaves the one before, even one in play"},
     {"empty-rooms", "a room that everybody left is gone from the list"},
@@ -59,6 +59,23 @@ RoomInfo findRoom(const QVector<RoomInfo>& rooms, const QString& id) {
     return room == rooms.end() ? RoomInfo() : *room;
 }
 
+// What `fault` names of the room's fields, as they stand in the reply.
+QJsonObject namedFields(const QJsonDocument& reply, const QString& id, const QString& fault) {
+    const QJsonObject answer = reply.object();
+    QJsonArray records = reply.isArray() ? reply.array() : answer.value(key("rooms")).toArray();
+    records.append(answer.value(key("room")));
+    QJsonObject fields;
+    for (const QJsonValue record : qAsConst(records)) {
+        const QJsonObject one = record.toObject();
+        for (auto field = one.begin(); one.value(key("id")) == id && field != one.end(); ++field) {
+            if (fault.contains(field.key())) {
+                fields.insert(field.key(), field.value());
+            }
+        }
+    }
+    return fields;
+}
+
 }  // namespace
 
 QJsonObject lastingRecord(RoomInfo room) {
@@ -85,12 +102,17 @@ CheckedLobby::CheckedLobby(const CheckOptions& options) : exchanges_(options.lob
     }
 }
 
-void CheckedLobby::expect(const char* rule, bool holds, const QString& fault) {
-    const auto entry = std::find_if(rules.begin(), rules.end(),
-                                    [rule](const CheckedRule& one) { return one.name == QLatin1String(rule); });
-    ++entry->checks;
+CheckedRule& CheckedLobby::rule(const char* name) {
+    return *std::find_if(rules.begin(), rules.end(),
+                         [name](const CheckedRule& one) { return one.name == QLatin1String(name); });
+}
+
+void CheckedLobby::expect(const char* ruleName, bool holds, const QString& fault) {
+    CheckedRule& entry = rule(ruleName);
+    ++entry.checks;
     if (!holds) {
-        entry->failures += fault + QLatin1Char('\n') + exchanges_.description(last);
+        const QJsonObject part = namedFields(last.document, id, fault);
+        entry.failures += fault + QLatin1Char('\n') + exchanges_.description(last, part);
     }
 }
 

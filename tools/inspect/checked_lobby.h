@@ -29,8 +29,10 @@ public:
     Exchange last;
     QStringList made;  // the ids of the rooms that the players made
 
+    // The rule of this name, which must be one of the table.
+    CheckedRule& rule(const char* name);
     // One check of a rule. `fault` and the last exchange are noted where it does not hold.
-    void expect(const char* rule, bool holds, const QString& fault);
+    void expect(const char* ruleName, bool holds, const QString& fault);
     void keepSecret(const QString& text) { exchanges_.keepSecret(text); }
 
     // Paths are those behind /api/lobby/. All give `last`.

@@ -23,6 +23,10 @@ constexpr int kFirstRedirect = 300;
 constexpr int kFirstRefusal = 400;
 constexpr int kFirstServerError = 500;
 
+QString compact(const QJsonObject& object) {
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
 int clientTimeoutMs(const QString& path) {
     return path.endsWith(QLatin1String("/start")) ? 15000 : path.endsWith(QLatin1String("/heartbeat")) ? 5000 : 8000;
 }
@@ -111,14 +115,15 @@ void LobbyExchanges::keepSecret(const QString& text) {
     }
 }
 
-QString LobbyExchanges::description(const Exchange& exchange) const {
+QString LobbyExchanges::description(const Exchange& exchange, const QJsonObject& part) const {
     QString request = exchange.method + QLatin1Char(' ') + exchange.path;
     if (!exchange.sent.isEmpty()) {
-        request += QLatin1Char(' ') + QString::fromUtf8(QJsonDocument(exchange.sent).toJson(QJsonDocument::Compact));
+        request += QLatin1Char(' ') + compact(exchange.sent);
     }
-    QString reply = exchange.status == 0
-                        ? QStringLiteral("nothing")
-                        : QStringLiteral("HTTP %1 ").arg(exchange.status) + QString::fromUtf8(exchange.received);
+    QString reply = exchange.status == 0 ? QStringLiteral("nothing")
+                                         : QStringLiteral("HTTP %1 ").arg(exchange.status) +
+                                               (part.isEmpty() ? QString() : compact(part) + QStringLiteral(" in ")) +
+                                               QString::fromUtf8(exchange.received);
     for (QString* text : {&request, &reply}) {
         for (const QString& secret : secrets_) {
             const QByteArray quoted = QJsonDocument(QJsonArray{secret}).toJson(QJsonDocument::Compact);

@@ -33,8 +33,8 @@ public:
 
     // From now on no description holds this text.
     void keepSecret(const QString& text);
-    // The request and its reply on two lines, each cut to 1,500 units.
-    QString description(const Exchange& exchange) const;
+    // The request and its reply on two lines, each cut to 1,500 units; before the reply what matters of it, if given.
+    QString description(const Exchange& exchange, const QJsonObject& part = {}) const;
 
 private:
     Exchange ask(const QString& method, const QString& path, const QJsonObject& body);

@@ -19,8 +19,9 @@ struct CheckedRule {
     QString text;
     int checks = 0;
     QStringList failures = {};  // each with the request before it and its reply, passwords and tokens left out
+    QString untried = {};       // why the rest of it cannot be tried from here; empty where all was
 
-    bool held() const { return checks > 0 && failures.isEmpty(); }
+    bool held() const { return checks > 0 && failures.isEmpty() && untried.isEmpty(); }
 };
 
 // Every rule, also those that the walk did not come to. Requests go one after another; what the players made is gone
