@@ -114,12 +114,13 @@ private Q_SLOTS:
         for (const char* name : {"甲甲", "乙乙", "丙丙"}) {
             QCOMPARE(service.lobby.addAccount(QString::fromUtf8(name), QStringLiteral("pass:word")), QString());
         }
+        const QString inspect = QCoreApplication::applicationDirPath() + QStringLiteral("/netplay-inspect");
+        QCOMPARE(QProcess::execute(inspect, {QStringLiteral("check-server"), QStringLiteral("--help")}), 0);
         for (const auto& [password, exitCode] : {std::pair("pass:word", 0), std::pair("wrong", 1)}) {
             const QString accounts = QStringLiteral("甲甲:%1,乙乙:%1,丙丙:%1").arg(QLatin1String(password));
             QProcess process;
-            process.start(QCoreApplication::applicationDirPath() + QStringLiteral("/netplay-inspect"),
-                          {QStringLiteral("check-server"), url(service) + QLatin1Char('/'),
-                           QStringLiteral("--accounts"), accounts});
+            process.start(inspect, {QStringLiteral("check-server"), url(service) + QLatin1Char('/'),
+                                    QStringLiteral("--accounts"), accounts});
             QTRY_VERIFY_WITH_TIMEOUT(process.state() == QProcess::NotRunning, 60000);
             const QByteArray output = process.readAllStandardOutput();
             QVERIFY2(process.exitCode() == exitCode && output.contains("FAILED") == (exitCode == 1),

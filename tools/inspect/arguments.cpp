@@ -21,6 +21,9 @@ Arguments::Arguments(const QStringList& words, const QStringList& known, const Q
             positional_.append(word);
             continue;
         }
+        if (word == QLatin1String("--help")) {
+            throw HelpRequest();
+        }
         const QString name = word.mid(2);
         if (!known.contains(name) && !flags.contains(name)) {
             throw UsageError(QStringLiteral("unknown option %1").arg(word));

@@ -19,8 +19,11 @@ public:
     explicit UsageError(const QString& message) : std::runtime_error(message.toStdString()) {}
 };
 
-// `known` are the options that take a value, `flags` those that take none. Throws UsageError on any other option, on
-// one given twice, and on a missing value.
+// Thrown where the words ask for nothing but the usage.
+class HelpRequest {};
+
+// `known` are the options that take a value, `flags` those that take none. Throws HelpRequest on "--help",
+// UsageError on any other option, on one given twice, and on a missing value.
 class Arguments {
 public:
     Arguments(const QStringList& words, const QStringList& known, const QStringList& flags = {});

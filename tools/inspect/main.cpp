@@ -39,10 +39,10 @@ constexpr Command kCommands[] = {
     {"check-server", "URL [--accounts A:P,B:P,C:P] [--match-end SECONDS] [--timeout MS]", inspectCheckServer},
 };
 
-void printUsage() {
-    std::fputs("usage:\n", stderr);
+void printUsage(std::FILE* file) {
+    std::fputs("usage:\n", file);
     for (const Command& command : kCommands) {
-        std::fprintf(stderr, "  netplay-inspect %s %s\n", command.name, command.words);
+        std::fprintf(file, "  netplay-inspect %s %s\n", command.name, command.words);
     }
 }
 
@@ -58,6 +58,9 @@ int main(int argc, char** argv) {
         if (name == QLatin1String(command.name)) {
             try {
                 return command.run(arguments.mid(2));
+            } catch (const HelpRequest&) {
+                std::printf("usage: netplay-inspect %s %s\n", command.name, command.words);
+                return 0;
             } catch (const UsageError& error) {
                 std::fprintf(stderr, "netplay-inspect: %s\nusage: netplay-inspect %s %s\n", error.what(), command.name,
                              command.words);
@@ -65,6 +68,7 @@ int main(int argc, char** argv) {
             }
         }
     }
-    printUsage();
-    return 2;
+    const bool asked = name == QLatin1String("--help");
+    printUsage(asked ? stdout : stderr);
+    return asked ? 0 : 2;
 }
