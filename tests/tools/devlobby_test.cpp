@@ -62,6 +62,10 @@ const char* const kStories[] = {R"(1 rooms/1/ready {"ready":true}
 0 rooms/1/detail => room/status room/players => playing 2/4
 +20000
 0 rooms/1/detail => room/status room/players => waiting 2/4
++15000
+0 rooms/1/heartbeat
++15000
+1 rooms/1/detail => room/players => 2/4
 0 rooms/1/leave
 1 rooms/1/detail => room/host room/owner => 乙乙 乙乙
 1 rooms ROOM

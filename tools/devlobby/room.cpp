@@ -13,6 +13,7 @@ constexpr int kLongestChat = 300;  // UTF-16 units
 constexpr int kLongestHost = 253;  // a DNS name's length
 constexpr int kHeartbeatPeriodMs = 2000;
 constexpr int kMostLatencyMs = 60000;
+constexpr qint64 kGameOutlivesMatchMs = 2 * 3600 * 1000;
 
 bool isSame(const QString& left, const QString& right) {
     return left.compare(right, Qt::CaseInsensitive) == 0;
@@ -234,8 +235,8 @@ void Room::endMatch(qint64 now) {
     for (Slot& slot : slots_) {
         if (slot.occupant) {
             slot.occupant->ready = false;
-            // Clients are silent during a match.
-            slot.occupant->lastSeen = now;
+            // A client is silent as long as its game runs.
+            slot.occupant->lastSeen = now + kGameOutlivesMatchMs;
             slot.occupant->lastHeartbeat = 0;
         }
     }
