@@ -123,7 +123,8 @@ private Q_SLOTS:
         fixture.server.rooms = {fixture.room("host", fields)};
         fixture.open();
         fixture.press("登录");
-        TRY(fixture.told("地图已加载:") == 1);
+        TRY(fixture.told("地图已加载:") == 1 && fixture.roomTable()->rowCount() == 1 && fixture.enabled("刷新"));
+        fixture.stopPolls();
         // The second time the map's fingerprint is known.
         for (const char* time : {"first", "second"}) {
             fixture.roomTable()->selectRow(0);
